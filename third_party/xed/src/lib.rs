@@ -1,0 +1,1 @@
+//! Empty: the package exists to have xed-sys's build script run.
