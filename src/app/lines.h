@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+
+/// A store of text lines. The locks guard a walk over lines; AddLine takes none
+/// of its own, so that a writer never waits for a frame being drawn.
+class ktLines {
+public:
+    virtual ~ktLines() = default;
+    virtual uint64_t GetLineCount() const = 0;
+    /// Line `index`, 0 being the oldest; null past the end. Valid until the caller gives up the store's
+    /// lock; for a caller that does not hold it, until the next line is added. Never across a Clear.
+    virtual const char *GetLine(uint64_t index) const = 0;
+    /// Appends one line (NUL-terminated, copied). False when it could not be stored.
+    virtual bool AddLine(const char *text) = 0;
+    /// Removes all lines, keeps the buffer. The caller holds the exclusive lock.
+    virtual void Clear() = 0;
+    virtual void LockShared() = 0;
+    virtual void UnlockShared() = 0;
+    virtual void LockExclusive() = 0;
+    virtual void UnlockExclusive() = 0;
+    /// All text as one string, freed by the caller with free(); null when empty.
+    virtual char *GetText() = 0;
+};
