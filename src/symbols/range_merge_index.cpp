@@ -1,0 +1,260 @@
+#include "symbols/range_merge_index.h"
+
+#include "symbols/range_fold.h"
+
+#include <algorithm>
+#include <numeric>
+
+struct ktRangeMergeIndex::Search {
+    uint64_t highestStart;
+    uint64_t lowestEnd;
+    uint32_t best;
+};
+
+ktRangeMergeIndex::ktRangeMergeIndex(const std::vector<ktAddrRange> &ranges) {
+    Build(ranges);
+}
+
+void ktRangeMergeIndex::Build(const std::vector<ktAddrRange> &ranges) {
+    nodes.clear();
+    nodes.reserve(ranges.size() + 1);
+    for (const ktAddrRange &range : ranges) nodes.push_back({range, 0, 0, 0, 0, ktNoRange, ktNoRange, 1, false});
+    std::vector<uint32_t> places(ranges.size());
+    std::iota(places.begin(), places.end(), 0);
+    std::sort(places.begin(), places.end(), [this](uint32_t a, uint32_t b) { return StandsBefore(a, b); });
+    top = BuildTree(places.data(), places.size());
+    count = ranges.size();
+}
+
+uint32_t ktRangeMergeIndex::BuildTree(const uint32_t *places, size_t placeCount) {
+    if (placeCount == 0) return ktNoRange;
+    const size_t middle = placeCount / 2;
+    const uint32_t root = places[middle];
+    nodes[root].left = BuildTree(places, middle);
+    nodes[root].right = BuildTree(places + middle + 1, placeCount - middle - 1);
+    Update(root);
+    return root;
+}
+
+uint32_t ktRangeMergeIndex::FindFirst(uint64_t highestStart, uint64_t lowestEnd) const {
+    Search search{highestStart, lowestEnd, ktNoRange};
+    FindFirstIn(top, search);
+    return search.best;
+}
+
+void ktRangeMergeIndex::FindFirstIn(uint32_t root, Search &search) const {
+    while (root != ktNoRange) {
+        const Node &node = nodes[root];
+        if (node.highestEnd < search.lowestEnd || node.firstPlace >= search.best) return;
+        if (node.range.start > search.highestStart) {
+            root = node.left;
+            continue;
+        }
+        if (node.range.End() >= search.lowestEnd) search.best = std::min(search.best, root);
+        // All starts on the left are low enough; so where all ends are high enough, the answer is at hand.
+        if (node.left != ktNoRange && nodes[node.left].lowestEnd >= search.lowestEnd) {
+            search.best = std::min(search.best, nodes[node.left].firstPlace);
+        } else {
+            FindFirstIn(node.left, search);
+        }
+        root = node.right;
+    }
+}
+
+void ktRangeMergeIndex::Stretch(uint32_t place, uint64_t end) {
+    nodes[place].range.size = end - nodes[place].range.start;
+    UpdatePath(top, place);
+}
+
+void ktRangeMergeIndex::MoveStart(uint32_t place, uint64_t start) {
+    top = Remove(top, place);
+    nodes[place].range.start = start;
+    top = Insert(top, place);
+}
+
+void ktRangeMergeIndex::Append(const ktAddrRange &range) {
+    const auto place = static_cast<uint32_t>(nodes.size());
+    nodes.push_back({range, 0, 0, 0, 0, ktNoRange, ktNoRange, 0, false});
+    top = Insert(top, place);
+    ++count;
+}
+
+void ktRangeMergeIndex::Drop(uint32_t place) {
+    if (nodes[place].isDropped) return;
+    nodes[place].isDropped = true;
+    UpdatePath(top, place);
+    dropped.push_back(place);
+}
+
+void ktRangeMergeIndex::DropInside(uint64_t low, uint64_t high, uint32_t before) {
+    inside.clear();
+    CollectInside(top, low, high, before);
+    for (uint32_t place : inside) Drop(place);
+}
+
+void ktRangeMergeIndex::CollectInside(uint32_t root, uint64_t low, uint64_t high, uint32_t before) {
+    while (root != ktNoRange) {
+        const Node &node = nodes[root];
+        if (node.firstKept >= before || node.lowestEnd >= high || node.highestEnd < low) return;
+        if (node.range.start <= low) {
+            root = node.right;
+            continue;
+        }
+        if (node.range.start > high) {
+            root = node.left;
+            continue;
+        }
+        CollectInside(node.left, low, high, before);
+        const uint64_t end = node.range.End();
+        if (!node.isDropped && root < before && end >= low && end < high) inside.push_back(root);
+        root = node.right;
+    }
+}
+
+void ktRangeMergeIndex::Finish() {
+    for (uint32_t place : dropped) {
+        top = Remove(top, place);
+        nodes[place].height = 0;
+    }
+    count -= dropped.size();
+    dropped.clear();
+    // The places of removed ranges are not used again; so they must not pile up.
+    if (nodes.size() > 2 * count + 64) {
+        std::vector<ktAddrRange> ranges;
+        CopyTo(ranges);
+        Build(ranges);
+    }
+}
+
+uint64_t ktRangeMergeIndex::Low() const {
+    if (top == ktNoRange) return ~uint64_t(0);
+    uint32_t lowest = top;
+    while (nodes[lowest].left != ktNoRange) lowest = nodes[lowest].left;
+    return nodes[lowest].range.start;
+}
+
+uint64_t ktRangeMergeIndex::High() const {
+    return top == ktNoRange ? 0 : nodes[top].highestEnd;
+}
+
+void ktRangeMergeIndex::CopyTo(std::vector<ktAddrRange> &ranges) const {
+    ranges.clear();
+    ranges.reserve(count);
+    for (const Node &node : nodes) {
+        if (node.height != 0) ranges.push_back(node.range);
+    }
+}
+
+bool ktRangeMergeIndex::StandsBefore(uint32_t a, uint32_t b) const {
+    const uint64_t startOfA = nodes[a].range.start;
+    const uint64_t startOfB = nodes[b].range.start;
+    return startOfA != startOfB ? startOfA < startOfB : a < b;
+}
+
+int ktRangeMergeIndex::Height(uint32_t root) const {
+    return root == ktNoRange ? 0 : nodes[root].height;
+}
+
+void ktRangeMergeIndex::Update(uint32_t root) {
+    Node &node = nodes[root];
+    node.height = 1;
+    node.lowestEnd = node.highestEnd = node.range.End();
+    node.firstPlace = root;
+    node.firstKept = node.isDropped ? ktNoRange : root;
+    for (uint32_t child : {node.left, node.right}) {
+        if (child == ktNoRange) continue;
+        const Node &below = nodes[child];
+        node.height = std::max(node.height, static_cast<uint8_t>(below.height + 1));
+        node.lowestEnd = std::min(node.lowestEnd, below.lowestEnd);
+        node.highestEnd = std::max(node.highestEnd, below.highestEnd);
+        node.firstPlace = std::min(node.firstPlace, below.firstPlace);
+        node.firstKept = std::min(node.firstKept, below.firstKept);
+    }
+}
+
+void ktRangeMergeIndex::UpdatePath(uint32_t root, uint32_t place) {
+    if (root != place) {
+        UpdatePath(StandsBefore(place, root) ? nodes[root].left : nodes[root].right, place);
+    }
+    Update(root);
+}
+
+uint32_t ktRangeMergeIndex::RotateLeft(uint32_t root) {
+    const uint32_t risen = nodes[root].right;
+    nodes[root].right = nodes[risen].left;
+    nodes[risen].left = root;
+    Update(root);
+    Update(risen);
+    return risen;
+}
+
+uint32_t ktRangeMergeIndex::RotateRight(uint32_t root) {
+    const uint32_t risen = nodes[root].left;
+    nodes[root].left = nodes[risen].right;
+    nodes[risen].right = root;
+    Update(root);
+    Update(risen);
+    return risen;
+}
+
+uint32_t ktRangeMergeIndex::Balance(uint32_t root) {
+    Node &node = nodes[root];
+    const int lean = Height(node.left) - Height(node.right);
+    if (lean > 1) {
+        const Node &left = nodes[node.left];
+        if (Height(left.left) < Height(left.right)) node.left = RotateLeft(node.left);
+        return RotateRight(root);
+    }
+    if (lean < -1) {
+        const Node &right = nodes[node.right];
+        if (Height(right.right) < Height(right.left)) node.right = RotateRight(node.right);
+        return RotateLeft(root);
+    }
+    Update(root);
+    return root;
+}
+
+uint32_t ktRangeMergeIndex::Insert(uint32_t root, uint32_t place) {
+    if (root == ktNoRange) {
+        nodes[place].left = nodes[place].right = ktNoRange;
+        Update(place);
+        return place;
+    }
+    if (StandsBefore(place, root)) {
+        const uint32_t left = Insert(nodes[root].left, place);
+        nodes[root].left = left;
+    } else {
+        const uint32_t right = Insert(nodes[root].right, place);
+        nodes[root].right = right;
+    }
+    return Balance(root);
+}
+
+uint32_t ktRangeMergeIndex::Remove(uint32_t root, uint32_t place) {
+    Node &node = nodes[root];
+    if (root != place) {
+        if (StandsBefore(place, root)) {
+            node.left = Remove(node.left, place);
+        } else {
+            node.right = Remove(node.right, place);
+        }
+        return Balance(root);
+    }
+    if (node.left == ktNoRange) return node.right;
+    if (node.right == ktNoRange) return node.left;
+    uint32_t lowest = ktNoRange;
+    const uint32_t right = RemoveLowest(node.right, lowest);
+    nodes[lowest].left = node.left;
+    nodes[lowest].right = right;
+    return Balance(lowest);
+}
+
+uint32_t ktRangeMergeIndex::RemoveLowest(uint32_t root, uint32_t &lowest) {
+    Node &node = nodes[root];
+    if (node.left == ktNoRange) {
+        lowest = root;
+        return node.right;
+    }
+    node.left = RemoveLowest(node.left, lowest);
+    return Balance(root);
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "symbols/type_ref.h"
+
+#include <vector>
+
+class ktFunction;
+class ktObject;
+class ktType;
+
+/// Takes the counted references out of the objects it visits and out of all that these lead to, and drops
+/// them. A file may hold types and functions that refer to each other in a circle; counting alone would
+/// keep such a circle for ever, so its owner sweeps before it lets go. Each reference is taken once and the
+/// walk keeps its own stack, so it ends, whatever the shape. A swept object's references are none.
+class ktReferenceSweep {
+public:
+    /// Sweeps everything that can be reached from `object`, which the caller keeps alive. Kinds that own no
+    /// counted reference are passed over.
+    void Visit(ktObject &object);
+
+private:
+    void TakeAll(ktObject &object);
+    void TakeFromType(ktType &type);
+    void TakeFromFunction(ktFunction &function);
+    void Take(ktTypeRef &reference);
+
+    std::vector<ktObject *> taken; // one reference each
+};
