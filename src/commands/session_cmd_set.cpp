@@ -1,0 +1,28 @@
+#include "commands/session_cmd_set.h"
+
+ktSessionCmdSet::ktSessionCmdSet()
+    : commands{&breakIn,
+               &cls,
+               &cm,
+               &disconnect,
+               &eval,
+               &go,
+               &help,
+               &lmf,
+               &modDetect,
+               &quit,
+               &restart,
+               &sl,
+               &sw,
+               &trace,
+               &traceUntilAddress,
+               &traceUntilInstruction,
+               &unassemble,
+               &um,
+               &update,
+               &xa,
+               &xl} {}
+
+ktCmd *ktSessionCmdSet::GetCommand(uint64_t index) {
+    return index < commands.size() ? commands[index] : nullptr;
+}

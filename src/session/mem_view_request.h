@@ -1,0 +1,17 @@
+#pragma once
+
+#include "session/address.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// One memory view's wish for bytes. The view owns it; the session fills it on the command thread.
+struct ktMemViewRequest {
+    ktAddress address;
+    uint32_t size = 0;
+    uint32_t gotSize = 0; ///< bytes read
+    uint32_t skipped = 0; ///< bytes at the start that could not be read
+    uint8_t *buffer = nullptr;
+    uint32_t paused = 0;
+    std::atomic<uint32_t> pending{0}; ///< refreshes asked for and not yet done
+};

@@ -1,0 +1,11 @@
+#include "session/snapshot.h"
+
+void ktSnapshot::Reset() {
+    coreCount = 0;
+    currentCore = 0;
+    space = nullptr;
+    codeSize = ktSnapshotCodeSize;
+    stackSize = ktSnapshotStackSize;
+    context.validMask = 0;
+    context.complete = false;
+}
