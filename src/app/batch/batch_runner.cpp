@@ -1,0 +1,170 @@
+#include "app/batch/batch_runner.h"
+
+#include "app/app.h"
+#include "app/batch/line_source.h"
+#include "app/log_lines.h"
+#include "commands/cmd.h"
+#include "commands/cmd_processor.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/thread.h"
+#include "session/session.h"
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr uint32_t defaultWaitMilliseconds = 10000;
+constexpr uint32_t pollMilliseconds = 1;
+
+std::atomic<bool> interrupted{false};
+
+void OnInterrupt() {
+    interrupted.store(true, std::memory_order_relaxed);
+}
+
+bool TakeInterrupt() {
+    return interrupted.exchange(false, std::memory_order_relaxed);
+}
+
+/// Splits "WORD REST" at blanks.
+void SplitDirective(const std::string &line, std::string &word, std::string &rest) {
+    const size_t wordEnd = std::min(line.find(' '), line.size());
+    word = line.substr(0, wordEnd);
+    const size_t restStart = line.find_first_not_of(' ', wordEnd);
+    rest = restStart == std::string::npos ? std::string() : line.substr(restStart);
+    while (!rest.empty() && rest.back() == ' ') rest.pop_back();
+}
+
+bool ParseMilliseconds(const std::string &text, uint32_t &out) {
+    const char *end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, out);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+} // namespace
+
+ktBatchRunner::ktBatchRunner(ktApp &startedApp, const ktBatchOptions &givenOptions)
+    : app(startedApp), options(givenOptions), watchdog(*app.processor, options.timeoutMilliseconds) {}
+
+int ktBatchRunner::Run(ktLineSource &source) {
+    SetInterruptHandler(OnInterrupt);
+    PrintNewLines(false);
+    std::string line;
+    while (source.Next(line)) {
+        if (RunOne(line, source.Place()) == Next::stop) break;
+    }
+    if (source.Failed()) {
+        std::fprintf(stderr, "sabledbg-batch: %s: cannot be opened\n", source.Place().c_str());
+        exitCode = ktBatchBadUsage;
+    }
+    PrintNewLines(true);
+    SetInterruptHandler(nullptr);
+    return exitCode;
+}
+
+ktBatchRunner::Next ktBatchRunner::RunOne(const std::string &line, const std::string &place) {
+    if (line.starts_with('#')) return Next::line;
+    if (options.echo) {
+        std::printf("> %s\n", line.c_str());
+        std::fflush(stdout);
+    }
+    return line.starts_with('.') ? RunDirective(line, place) : RunCommand(line);
+}
+
+ktBatchRunner::Next ktBatchRunner::RunCommand(const std::string &line) {
+    const bool quit = IsQuit(line);
+    TakeInterrupt();
+    watchdog.Arm();
+    uint64_t status = app.processor->RunLine(line.c_str());
+    WaitUntilIdle();
+    const bool timedOut = watchdog.Disarm();
+    if (status == ktCmdQueued) status = app.processor->LastQueuedStatus();
+    PrintNewLines(false);
+    if (options.status) std::printf("[%llu]\n", static_cast<unsigned long long>(status));
+    std::fflush(stdout);
+    if (timedOut) {
+        exitCode = ktBatchTimedOut;
+        return Next::stop;
+    }
+    if (quit) return Next::stop;
+    // An empty line asks for nothing, so it cannot fail.
+    const bool failed = status != ktCmdOk && status != ktCmdCleared && !line.empty();
+    if (!failed || !options.stopOnError) return Next::line;
+    exitCode = ktBatchStopped;
+    return Next::stop;
+}
+
+bool ktBatchRunner::IsQuit(const std::string &line) {
+    ktCmdLine parsed = {};
+    parsed.cursor = line.c_str();
+    parsed.length = static_cast<uint32_t>(std::strlen(line.c_str()));
+    const bool isQuit =
+        app.processor->ParseLine(line.c_str(), &parsed) && std::strcmp(parsed.command->GetName(), "q") == 0;
+    ktCmdProcessor::ReleaseArgs(&parsed);
+    return isQuit;
+}
+
+void ktBatchRunner::WaitUntilIdle() {
+    while (app.processor->IsBusy()) {
+        if (TakeInterrupt()) app.processor->CancelRunning();
+        SleepMilliseconds(pollMilliseconds);
+    }
+}
+
+ktBatchRunner::Next ktBatchRunner::RunDirective(const std::string &line, const std::string &place) {
+    std::string word;
+    std::string rest;
+    SplitDirective(line, word, rest);
+    uint32_t milliseconds = defaultWaitMilliseconds;
+    const bool numberGiven = !rest.empty();
+    const bool numberGood = !numberGiven || ParseMilliseconds(rest, milliseconds);
+    if (word == ".wait" && numberGood) return WaitForStop(milliseconds);
+    if (word == ".sleep" && numberGiven && numberGood) {
+        SystemClock().Sleep(milliseconds);
+        PrintNewLines(false);
+        return Next::line;
+    }
+    if (word == ".cancel" && !numberGiven) {
+        app.processor->CancelRunning();
+        WaitUntilIdle();
+        PrintNewLines(false);
+        return Next::line;
+    }
+    std::fprintf(stderr, "sabledbg-batch: %s: not understood: %s\n", place.c_str(), line.c_str());
+    exitCode = ktBatchBadUsage;
+    return Next::stop;
+}
+
+ktBatchRunner::Next ktBatchRunner::WaitForStop(uint32_t milliseconds) {
+    ktClock &clock = SystemClock();
+    const uint64_t start = clock.Milliseconds();
+    while (!TargetIsStopped()) {
+        if (clock.Milliseconds() - start >= milliseconds || TakeInterrupt()) {
+            exitCode = ktBatchTimedOut;
+            return Next::stop;
+        }
+        clock.Sleep(pollMilliseconds);
+    }
+    PrintNewLines(false);
+    return Next::line;
+}
+
+bool ktBatchRunner::TargetIsStopped() const {
+    if (app.processor->IsBusy()) return false;
+    ktSnapshot *snapshot = app.session->publishedSnapshot;
+    if (!snapshot) return false;
+    ktLockGuard guard(snapshot->lock);
+    return !snapshot->stop.running && snapshot->context.validMask != 0;
+}
+
+void ktBatchRunner::PrintNewLines(bool flush) {
+    ktLinePrinter::PrintOutput(*app.outputLines);
+    if (options.log) printer.PrintLog(*app.logLines);
+    if (options.remote) printer.PrintRemote(*app.remoteLines, flush);
+    std::fflush(stdout);
+}
