@@ -16,8 +16,8 @@ namespace {
 
 constexpr size_t wantedNames = 1000000;
 
-/// The names of the libraries on this machine, by the script beside this file. Kept in the folder the benchmark
-/// runs in, since the script takes a minute.
+/// The names of the libraries on this machine, by the script beside this file. Kept in the folder the
+/// benchmark runs in, since the script takes a minute.
 std::vector<std::string> CollectNames() {
     const std::filesystem::path list = "name_trie_bench_names.txt";
     if (!std::filesystem::exists(list)) {
@@ -33,8 +33,9 @@ std::vector<std::string> CollectNames() {
 
 /// Names of the shape of real ones, for a machine without libraries or without the script's tools.
 std::vector<std::string> InventNames() {
-    static const char *const words[] = {"get", "set", "Node", "Type", "Value", "visit", "Block", "insert", "Range",
-                                        "List", "Info", "emit", "Target", "Machine", "Symbol", "parse", "Buffer"};
+    static const char *const words[] = {"get",    "set",     "Node",   "Type",  "Value", "visit",
+                                        "Block",  "insert",  "Range",  "List",  "Info",  "emit",
+                                        "Target", "Machine", "Symbol", "parse", "Buffer"};
     std::mt19937 random(1);
     std::vector<std::string> names;
     for (size_t i = 0; i < wantedNames; ++i) {
@@ -106,7 +107,8 @@ void BM_EnumerateForward(benchmark::State &state) {
     Fill(trie, Names());
     for (auto _ : state) {
         uint64_t found = 0;
-        for (auto node = ktNameTrie::Next(trie.Root(), {}); node; node = ktNameTrie::Next(trie.Root(), node)) ++found;
+        for (auto node = ktNameTrie::Next(trie.Root(), {}); node; node = ktNameTrie::Next(trie.Root(), node))
+            ++found;
         if (found != trie.KeyCount()) state.SkipWithError("a key was not enumerated");
     }
     CountKeys(state, trie);
@@ -118,7 +120,8 @@ void BM_EnumerateBackward(benchmark::State &state) {
     Fill(trie, Names());
     for (auto _ : state) {
         uint64_t found = 0;
-        for (auto node = ktNameTrie::Previous(trie.Root(), {}); node; node = ktNameTrie::Previous(trie.Root(), node)) {
+        for (auto node = ktNameTrie::Previous(trie.Root(), {}); node;
+             node = ktNameTrie::Previous(trie.Root(), node)) {
             ++found;
         }
         if (found != trie.KeyCount()) state.SkipWithError("a key was not enumerated");

@@ -17,6 +17,7 @@ extern "C" {
 #include <string>
 #include <vector>
 
+#include "app/log_lines.h"
 #include "disasm/u_cmd.h"
 #include "disasm/xed_disasm.h"
 #include "support/command_session.h"
@@ -131,6 +132,7 @@ void Unassemble(benchmark::State &state, bool withSymbols, ktLines &output) {
     for (auto unused : state) {
         static_cast<void>(unused);
         if (command.Execute(args, 2) != ktCmdOk) return state.SkipWithError("the listing failed");
+        output.Clear();
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * instructionCount));
 }
@@ -146,5 +148,12 @@ void UnassembleWithSymbols(benchmark::State &state) {
     Unassemble(state, true, output);
 }
 BENCHMARK(UnassembleWithSymbols)->Unit(benchmark::kMillisecond);
+
+void UnassembleIntoTheStore(benchmark::State &state) {
+    ktLogLines output;
+    if (!output.Reserve()) return state.SkipWithError("no memory for the store");
+    Unassemble(state, true, output);
+}
+BENCHMARK(UnassembleIntoTheStore)->Unit(benchmark::kMillisecond);
 
 } // namespace

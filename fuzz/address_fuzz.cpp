@@ -37,7 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         const std::string whole = text.substr(0, length);
         const bool isPhysical = length != 0 && whole[0] == '#';
         const auto countOf = [&whole](char c) { return size_t(std::count(whole.begin(), whole.end(), c)); };
-        Check(length == 0 || length > 63 || countOf(':') > (isPhysical ? 0 : 1) || countOf('@') > (isPhysical ? 0 : 1));
+        Check(length == 0 || length > 63 || countOf(':') > (isPhysical ? 0 : 1) ||
+              countOf('@') > (isPhysical ? 0 : 1));
         return 0;
     }
     Check(length >= 1 && length <= 63);

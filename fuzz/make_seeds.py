@@ -7,6 +7,7 @@ A target's seeds come from a function marked @seeds("TARGET") that yields (name,
 """
 
 import pathlib
+import struct
 import sys
 
 MAKERS = []  # (target, function)
@@ -64,6 +65,81 @@ def name_trie_seeds():
     yield "root", steps(0, (insert, b""), (insert, b"a"), (remove, b"a"), (remove, b""), (insert, b"ab"))
     yield "long", steps(0, *[(append, b"0123456789" * 6)] * 8, (insert, b"\x80"), (remove, b"0123456789" * 6))
     yield "starved", steps(140, *[(insert, bytes([97 + i]) * 20) for i in range(20)], (remove, b"c" * 20), (keep, b"cc"))
+
+
+LOAD_MODES = (0, 1, 3, 5, 7, 16 + 1)  # to pages, unsized reader, moved, indexed names
+
+
+def elf_file(wide, kind=2, symbol_table=2, relocations=True):
+    """A segment, a symbol table of two files with a function each, and their names."""
+    head, segment, section, symbol = (64, 56, 64, 24) if wide else (52, 32, 40, 16)
+    names = b"\0.strtab\0.symtab\0.debug_info\0"
+    strings = b"\0a.c\0main\0b.c\0helper\0"
+
+    def one_symbol(name, info, value=0, size=0, index=1):
+        if wide:
+            return struct.pack("<IBBHQQ", name, info, 0, index, value, size)
+        return struct.pack("<IIIBBH", name, value, size, info, 0, index)
+
+    symbols = (one_symbol(0, 0) + one_symbol(1, 4) + one_symbol(5, 2, 0x400010, 16) + one_symbol(10, 4)
+               + one_symbol(14, 2, 0x400020, 8) + one_symbol(0, 4))
+    code = bytes(range(64))
+    at = head + segment
+    places = []
+    for part in (code, strings, symbols, names):
+        places.append(at)
+        at += len(part)
+    words = "<IIQQQQIIQQ" if wide else "<IIIIIIIIII"
+    sections = [(0,) * 10, (1, 3, 0, 0, places[1], len(strings), 0, 0, 1, 0),
+                (9, symbol_table, 0, 0, places[2], len(symbols), 1, 0, 8, symbol),
+                (17, 9 if relocations else 1, 0, 0x400000, places[0], 8, 0, 0, 1, 0),
+                (0, 3, 0, 0, places[3], len(names), 0, 0, 1, 0)]
+    header = struct.pack("<4sBBB9xHHI" + ("QQQ" if wide else "III") + "IHHHHHH", b"\x7fELF", 1 + wide, 1, 1, kind,
+                         62 if wide else 3, 1, 0x400010, head, at, 0, head, segment, 1, section, len(sections),
+                         len(sections) - 1)
+    if wide:
+        program = struct.pack("<IIQQQQQQ", 1, 5, places[0], 0x400000, 0x400000, len(code), 0x2100, 0x1000)
+    else:
+        program = struct.pack("<IIIIIIII", 1, places[0], 0x400000, 0x400000, len(code), 0x2100, 5, 0x1000)
+    table = b"".join(struct.pack(words, *entry) for entry in sections)
+    return header + program + code + strings + symbols + names + table
+
+
+@seeds("elf")
+def elf_seeds():
+    """The first byte is the mode of the load, the rest the file."""
+    files = {"wide": elf_file(True), "narrow": elf_file(False), "object": elf_file(True, kind=1),
+             "library": elf_file(True, kind=3, symbol_table=11), "fixed": elf_file(False, relocations=False)}
+    for name, content in files.items():
+        for mode in LOAD_MODES:
+            yield f"{name}_{mode}", bytes([mode]) + content
+
+
+def pe_file(wide):
+    """Code, a CodeView record and one block of relocations, laid out in the file as in memory."""
+    machine, magic, size = (0x8664, 0x20B, 240) if wide else (0x14C, 0x10B, 224)
+    directories = [(0, 0)] * 16
+    directories[5], directories[6] = (0x600, 16), (0x500, 28)
+    optional = struct.pack("<HBBIIIII", magic, 1, 0, 0x100, 0, 0, 0x410, 0x400)
+    optional += struct.pack("<Q", 0x10000000) if wide else struct.pack("<II", 0x500, 0x10000000)
+    optional += struct.pack("<IIHHHHHHIIIIHH", 16, 16, 6, 0, 0, 0, 6, 0, 0, 0x700, 0x300, 0, 3, 0x40)
+    optional += struct.pack("<QQQQII" if wide else "<IIIIII", 0x1000, 0x1000, 0x1000, 0x1000, 0, 16)
+    optional += b"".join(struct.pack("<II", *entry) for entry in directories)
+    sections = b"".join(struct.pack("<8sIIIIIIHHI", name, 0x100, at, 0x100, at, 0, 0, 0, 0, 0)
+                        for name, at in ((b".text", 0x400), (b"longname", 0x500), (b".reloc", 0x600)))
+    head = struct.pack("<H58xI", 0x5A4D, 0x40) + struct.pack("<IHHIIIHH", 0x4550, machine, 3, 0, 0, 0, size, 0x22)
+    debug = struct.pack("<IIHHIIII", 0, 0, 0, 0, 2, 34, 0x51C, 0x51C) + b"RSDS" + bytes(16) + struct.pack("<I", 1)
+    relocations = struct.pack("<IIHHHH", 0x400, 16, 0x3010, 0xA020, 0x1030, 0x2040)
+    return ((head + optional + sections).ljust(0x400, b"\0") + bytes(range(256))
+            + (debug + b"C:\\k.pdb\0").ljust(0x100, b"\0") + relocations.ljust(0x100, b"\0"))
+
+
+@seeds("pe")
+def pe_seeds():
+    """As for elf; mode 8 reads the image from a target's memory."""
+    for name, content in (("wide", pe_file(True)), ("narrow", pe_file(False))):
+        for mode in LOAD_MODES + (8, 10):
+            yield f"{name}_{mode}", bytes([mode]) + content
 
 
 def main():

@@ -17,7 +17,8 @@ void Check(const std::string &fault) {
 
 } // namespace
 
-/// A byte says what to do, and with how long a key; the key's bytes follow. The first byte sets the memory limit.
+/// A byte says what to do, and with how long a key; the key's bytes follow. The first byte sets the memory
+/// limit.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size == 0 || size > 4096) return 0;
     NameTrieDuel duel(data[0] < 128 ? SIZE_MAX : size_t(data[0]) * 16);
@@ -29,10 +30,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         key.resize(key.find('\0') == std::string::npos ? length : key.find('\0'));
         at += 1 + length;
         switch (operation) {
-        case 0: Check(duel.Insert(key, at)); break;
-        case 1: Check(duel.Insert(last + key, at)); break;
-        case 2: Check(duel.Remove(key)); break;
-        default: Check(duel.Keep(key)); break;
+        case 0:
+            Check(duel.Insert(key, at));
+            break;
+        case 1:
+            Check(duel.Insert(last + key, at));
+            break;
+        case 2:
+            Check(duel.Remove(key));
+            break;
+        default:
+            Check(duel.Keep(key));
+            break;
         }
         Check(duel.CompareStep(key, last));
         Check(duel.CompareStep(last.substr(0, last.size() / 2), last));

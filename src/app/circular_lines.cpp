@@ -6,9 +6,7 @@
 
 ktCircularLines::ktCircularLines(ktReallocate from) : reallocate(from), offsets(from) {}
 
-ktCircularLines::~ktCircularLines() {
-    std::free(buffer);
-}
+ktCircularLines::~ktCircularLines() { std::free(buffer); }
 
 bool ktCircularLines::Reserve() {
     ktLockGuard guard(lock.access);

@@ -8,13 +8,9 @@ constexpr uint64_t firstRoom = 1024;
 
 } // namespace
 
-void *ktHeapReallocate(void *block, size_t size) {
-    return std::realloc(block, size);
-}
+void *ktHeapReallocate(void *block, size_t size) { return std::realloc(block, size); }
 
-ktLineOffsets::~ktLineOffsets() {
-    std::free(slots);
-}
+ktLineOffsets::~ktLineOffsets() { std::free(slots); }
 
 bool ktLineOffsets::MakeRoom() {
     if (size < room) return true;

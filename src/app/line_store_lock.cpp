@@ -9,9 +9,7 @@ struct ktLineStoreLock::Kept {
     void *block; // freed together with this; null for a copy, whose bytes follow
 };
 
-ktLineStoreLock::~ktLineStoreLock() {
-    FreeKept();
-}
+ktLineStoreLock::~ktLineStoreLock() { FreeKept(); }
 
 void ktLineStoreLock::LockShared() {
     lock.LockShared();

@@ -6,9 +6,7 @@
 
 ktLogLines::ktLogLines(ktReallocate from) : reallocate(from), offsets(from) {}
 
-ktLogLines::~ktLogLines() {
-    std::free(buffer);
-}
+ktLogLines::~ktLogLines() { std::free(buffer); }
 
 bool ktLogLines::Reserve() {
     ktLockGuard guard(lock.access);

@@ -109,9 +109,7 @@ void ktTaskPool::State::LowerActive() {
     idleWaiters = 0;
 }
 
-bool ktTaskPool::State::IsIdle() const {
-    return activeCount == 0 && queue.empty();
-}
+bool ktTaskPool::State::IsIdle() const { return activeCount == 0 && queue.empty(); }
 
 void ktTaskPool::State::WaitUntilIdle() {
     {
@@ -173,9 +171,7 @@ void ktTaskPool::State::Stop() {
 
 ktTaskPool::ktTaskPool(uint32_t lastId) : firstLastId(lastId) {}
 
-ktTaskPool::~ktTaskPool() {
-    Stop();
-}
+ktTaskPool::~ktTaskPool() { Stop(); }
 
 bool ktTaskPool::Start(uint32_t workerCount) {
     if (workerCount == 0 || state) return false;
@@ -216,9 +212,7 @@ void ktTaskPool::WaitUntilIdle() {
     if (state) state->WaitUntilIdle();
 }
 
-uint32_t ktTaskPool::ThreadCount() const {
-    return state ? state->threadCount.load() : 0;
-}
+uint32_t ktTaskPool::ThreadCount() const { return state ? state->threadCount.load() : 0; }
 
 uint32_t ktTaskPool::RunningTask(uint32_t index) const {
     return state && index < ktMaxWorkers ? state->runningTask[index].load(std::memory_order_relaxed) : 0;
@@ -228,6 +222,4 @@ uint32_t ktTaskPool::FinishedTask(uint32_t index) const {
     return state && index < ktMaxWorkers ? state->finishedTask[index].load(std::memory_order_relaxed) : 0;
 }
 
-int32_t ktTaskPool::AliveCount() const {
-    return state ? state->aliveCount.load() : 0;
-}
+int32_t ktTaskPool::AliveCount() const { return state ? state->aliveCount.load() : 0; }

@@ -8,13 +8,13 @@ struct ktTask {
     using Entry = uint64_t (*)(ktTask *);
 
     Entry entry = nullptr;
-    uint64_t argCount = 0;            ///< words of `args` in use
-    uint64_t args[16] = {};           ///< the task's own words
-    uint64_t *resultOut = nullptr;    ///< receives the entry's return value; may be null
-    uint64_t *statusOut = nullptr;    ///< set to ktTaskDone when the entry has finished; may be null
-    uint64_t reserved = 0;            ///< kept zero
-    uint32_t id = 0;                  ///< given by the pool at submission, from 1
-    bool autoFree = false;            ///< the worker frees the record (malloc'd) after the run
+    uint64_t argCount = 0;         ///< words of `args` in use
+    uint64_t args[16] = {};        ///< the task's own words
+    uint64_t *resultOut = nullptr; ///< receives the entry's return value; may be null
+    uint64_t *statusOut = nullptr; ///< set to ktTaskDone when the entry has finished; may be null
+    uint64_t reserved = 0;         ///< kept zero
+    uint32_t id = 0;               ///< given by the pool at submission, from 1
+    bool autoFree = false;         ///< the worker frees the record (malloc'd) after the run
 };
 
 constexpr uint64_t ktTaskDone = 10000;

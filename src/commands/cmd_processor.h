@@ -28,7 +28,7 @@ public:
     ktCmdProcessor(const ktCmdProcessor &) = delete;
     ktCmdProcessor &operator=(const ktCmdProcessor &) = delete;
 
-    /// Starts the worker with one thread; false as ktTaskPool::Start.
+    /// Starts the worker with one thread and returns when that waits for work. False as ktTaskPool::Start.
     bool StartWorker();
     /// Makes `set`, which stays the caller's, the current one. False for null. The set before may be gone
     /// already: nothing of it is touched.
@@ -45,7 +45,8 @@ public:
     bool ParseLine(const char *line, ktCmdLine *out);
     /// Frees the texts of the arguments; safe to call twice on one record.
     static void ReleaseArgs(ktCmdLine *line);
-    /// The line rebuilt from its parts; freed by the caller with free(), null without memory.
+    /// The line rebuilt from its parts, up to the first argument without a text; freed by the caller with
+    /// free(). Null without a command and without memory.
     static char *FormatLine(const ktCmdLine &line);
 
     /// The command registered under exactly this name, or null.
@@ -79,7 +80,8 @@ private:
     void AddToHistory(const char *line);
     void AddToHistoryUnlessRepeated(const char *line);
 
-    // Guards the members below but the worker, and commandNames. A leaf: nothing of a command runs under it.
+    // Guards the members below but the worker, and commandNames. A leaf: commands are asked what they declare
+    // under it, and nothing else.
     mutable ktCriticalSection guard;
     std::vector<ktCmd *> commands;
     std::vector<std::unique_ptr<char, FreeText>> history;

@@ -19,7 +19,8 @@ uint32_t FirstLive(const ktNameTrieStorage &storage, uint32_t edge) {
 /// The last live child of `parent` in front of its child `end`, 0 meaning the last of all.
 uint32_t LastLive(const ktNameTrieStorage &storage, uint32_t parent, uint32_t end) {
     uint32_t last = 0;
-    for (uint32_t child = storage.Edge(parent).firstChild; child != end; child = storage.Edge(child).nextSibling) {
+    for (uint32_t child = storage.Edge(parent).firstChild; child != end;
+         child = storage.Edge(child).nextSibling) {
         if (storage.Edge(child).IsLive()) last = child;
     }
     return last;
@@ -134,7 +135,9 @@ void ktNameTrie::Clear() {
 }
 
 void ktNameTrie::ClearWithValues() {
-    const auto freeValue = [](ktNameTrieNode node) { std::free(reinterpret_cast<void *>(uintptr_t(node.Value()))); };
+    const auto freeValue = [](ktNameTrieNode node) {
+        std::free(reinterpret_cast<void *>(uintptr_t(node.Value())));
+    };
     freeValue(Root());
     for (ktNameTrieNode node = Next(Root(), {}); node; node = Next(Root(), node)) freeValue(node);
     Clear();

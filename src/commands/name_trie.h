@@ -31,7 +31,8 @@ public:
 
 private:
     friend class ktNameTrie;
-    ktNameTrieNode(const ktNameTrie *owner, uint32_t edge, uint32_t depth) : trie(owner), index(edge), down(depth) {}
+    ktNameTrieNode(const ktNameTrie *owner, uint32_t edge, uint32_t depth)
+        : trie(owner), index(edge), down(depth) {}
     /// The storage and the place as it is now; null when there is no such place (any longer) or no storage.
     const ktNameTrieStorage *Resolve(ktNameTriePlace &place) const;
 

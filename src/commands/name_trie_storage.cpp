@@ -223,7 +223,8 @@ void ktNameTrieStorage::FreeBelow(uint32_t index) {
     }
 }
 
-void ktNameTrieStorage::SetLabel(uint32_t index, uint32_t length, const char *tailBytes, uint32_t tailOffset) {
+void ktNameTrieStorage::SetLabel(uint32_t index, uint32_t length, const char *tailBytes,
+                                 uint32_t tailOffset) {
     ktNameTrieEdge &edge = edges[index];
     labelLive += StoredBytes(length) - StoredBytes(edge.length);
     if (StoredBytes(length) == 0) {

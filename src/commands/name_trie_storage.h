@@ -48,15 +48,16 @@ public:
     const char *Tail(uint32_t index) const;
     size_t MemoryBytes() const;
 
-    /// Makes a place that an insertion has overtaken refer to the edge that holds it now; false when it is gone.
+    /// Makes a place that an insertion has overtaken refer to the edge that holds it now; false when it is
+    /// gone.
     bool Resolve(ktNameTriePlace &place) const;
     /// Follows `key` from the root as far as there are nodes; `matched` receives the number of bytes.
     ktNameTriePlace Descend(std::string_view key, size_t &matched) const;
     /// The place one byte up; `place` is not the root.
     ktNameTriePlace Parent(ktNameTriePlace place) const;
 
-    /// Makes a node for each byte of `rest` below `place`, and ends an edge at the last of them, which is returned
-    /// in `place`. False without memory, and then nothing has changed. Bytes are 1 to 127.
+    /// Makes a node for each byte of `rest` below `place`, and ends an edge at the last of them, which is
+    /// returned in `place`. False without memory, and then nothing has changed. Bytes are 1 to 127.
     bool Extend(ktNameTriePlace &place, std::string_view rest, size_t limit);
     /// Marks the end of the edge as a key.
     void AddKey(uint32_t index, uint64_t value);

@@ -5,7 +5,8 @@
 /// Reader of a block of memory that somebody else owns and keeps alive.
 class MemReader final : public DataReader {
 public:
-    MemReader(const void *block, uint64_t blockSize) : base(static_cast<const uint8_t *>(block)), size(blockSize) {}
+    MemReader(const void *block, uint64_t blockSize)
+        : base(static_cast<const uint8_t *>(block)), size(blockSize) {}
 
     uint64_t GetPosition() override { return position; }
     bool IsAtEnd() override { return position == size; }

@@ -15,7 +15,9 @@ uint64_t ClampToTop(uint64_t address, uint64_t size) {
     return size == 0 || size - 1 <= behind ? size : behind + 1;
 }
 
-uint64_t LastPage(uint64_t address, uint64_t clampedSize) { return (address + (clampedSize - 1)) >> pageShift; }
+uint64_t LastPage(uint64_t address, uint64_t clampedSize) {
+    return (address + (clampedSize - 1)) >> pageShift;
+}
 
 /// Bytes of a range from its byte `done` up to the end of that byte's page.
 size_t PartInPage(uint64_t address, uint64_t size, uint64_t done) {
@@ -43,7 +45,9 @@ bool ktPageCache::IsCurrent(const ktCachedPage &page) const {
     return page.generation == ktPinnedGeneration || page.generation == generation;
 }
 
-uint32_t ktPageCache::CurrentStamp() const { return generation < ktPinnedGeneration ? uint32_t(generation) : 0; }
+uint32_t ktPageCache::CurrentStamp() const {
+    return generation < ktPinnedGeneration ? uint32_t(generation) : 0;
+}
 
 bool ktPageCache::IsReadable(const ktCachedPage &page) const {
     return page.state == ktCachedPage::statePresent && IsCurrent(page);
@@ -100,13 +104,15 @@ bool ktPageCache::ReservePages(uint64_t address, uint64_t size) {
             continue;
         }
         if (isNew && it != pages.end()) pages.erase(it);
-        for (auto handled = pages.find(first); number > first; --number, ++handled) TakeMemory(handled->second);
+        for (auto handled = pages.find(first); number > first; --number, ++handled)
+            TakeMemory(handled->second);
         return false;
     }
     return true;
 }
 
-bool ktPageCache::WritePages(uint64_t address, const void *bytes, uint64_t size, uint64_t *written, uint32_t stamp) {
+bool ktPageCache::WritePages(uint64_t address, const void *bytes, uint64_t size, uint64_t *written,
+                             uint32_t stamp) {
     const uint8_t *from = static_cast<const uint8_t *>(bytes);
     size = from != nullptr ? ClampToTop(address, size) : 0;
     uint64_t done = 0;

@@ -18,7 +18,7 @@ ktRangeMergeIndex::ktRangeMergeIndex(const std::vector<ktAddrRange> &ranges) {
 void ktRangeMergeIndex::Build(const std::vector<ktAddrRange> &ranges) {
     nodes.clear();
     nodes.reserve(ranges.size() + 1);
-    for (const ktAddrRange &range : ranges) nodes.push_back({range, 0, 0, 0, 0, ktNoRange, ktNoRange, 1, false});
+    for (const ktAddrRange &range : ranges) nodes.push_back({range, {}, 0, ktNoRange, ktNoRange, 1, true, false});
     std::vector<uint32_t> places(ranges.size());
     std::iota(places.begin(), places.end(), 0);
     std::sort(places.begin(), places.end(), [this](uint32_t a, uint32_t b) { return StandsBefore(a, b); });
@@ -45,17 +45,19 @@ uint32_t ktRangeMergeIndex::FindFirst(uint64_t highestStart, uint64_t lowestEnd)
 void ktRangeMergeIndex::FindFirstIn(uint32_t root, Search &search) const {
     while (root != ktNoRange) {
         const Node &node = nodes[root];
-        if (node.highestEnd < search.lowestEnd || node.firstPlace >= search.best) return;
+        if (node.tree.highestEnd < search.lowestEnd || node.tree.firstPlace >= search.best) return;
         if (node.range.start > search.highestStart) {
             root = node.left;
             continue;
         }
         if (node.range.End() >= search.lowestEnd) search.best = std::min(search.best, root);
         // All starts on the left are low enough; so where all ends are high enough, the answer is at hand.
-        if (node.left != ktNoRange && nodes[node.left].lowestEnd >= search.lowestEnd) {
-            search.best = std::min(search.best, nodes[node.left].firstPlace);
-        } else {
-            FindFirstIn(node.left, search);
+        if (node.left != ktNoRange && node.leftHighestEnd >= search.lowestEnd) {
+            if (nodes[node.left].tree.lowestEnd >= search.lowestEnd) {
+                search.best = std::min(search.best, nodes[node.left].tree.firstPlace);
+            } else {
+                FindFirstIn(node.left, search);
+            }
         }
         root = node.right;
     }
@@ -67,14 +69,20 @@ void ktRangeMergeIndex::Stretch(uint32_t place, uint64_t end) {
 }
 
 void ktRangeMergeIndex::MoveStart(uint32_t place, uint64_t start) {
-    top = Remove(top, place);
+    const uint32_t below = Predecessor(place);
+    const bool staysInOrder = below == ktNoRange || nodes[below].range.start < start;
+    if (!staysInOrder) top = Remove(top, place);
     nodes[place].range.start = start;
-    top = Insert(top, place);
+    if (staysInOrder) {
+        UpdatePath(top, place);
+    } else {
+        top = Insert(top, place);
+    }
 }
 
 void ktRangeMergeIndex::Append(const ktAddrRange &range) {
     const auto place = static_cast<uint32_t>(nodes.size());
-    nodes.push_back({range, 0, 0, 0, 0, ktNoRange, ktNoRange, 0, false});
+    nodes.push_back({range, {}, 0, ktNoRange, ktNoRange, 1, true, false});
     top = Insert(top, place);
     ++count;
 }
@@ -95,7 +103,7 @@ void ktRangeMergeIndex::DropInside(uint64_t low, uint64_t high, uint32_t before)
 void ktRangeMergeIndex::CollectInside(uint32_t root, uint64_t low, uint64_t high, uint32_t before) {
     while (root != ktNoRange) {
         const Node &node = nodes[root];
-        if (node.firstKept >= before || node.lowestEnd >= high || node.highestEnd < low) return;
+        if (node.tree.firstKept >= before || node.tree.lowestEnd >= high || node.tree.highestEnd < low) return;
         if (node.range.start <= low) {
             root = node.right;
             continue;
@@ -114,7 +122,7 @@ void ktRangeMergeIndex::CollectInside(uint32_t root, uint64_t low, uint64_t high
 void ktRangeMergeIndex::Finish() {
     for (uint32_t place : dropped) {
         top = Remove(top, place);
-        nodes[place].height = 0;
+        nodes[place].isInTree = false;
     }
     count -= dropped.size();
     dropped.clear();
@@ -134,14 +142,14 @@ uint64_t ktRangeMergeIndex::Low() const {
 }
 
 uint64_t ktRangeMergeIndex::High() const {
-    return top == ktNoRange ? 0 : nodes[top].highestEnd;
+    return top == ktNoRange ? 0 : nodes[top].tree.highestEnd;
 }
 
 void ktRangeMergeIndex::CopyTo(std::vector<ktAddrRange> &ranges) const {
     ranges.clear();
     ranges.reserve(count);
     for (const Node &node : nodes) {
-        if (node.height != 0) ranges.push_back(node.range);
+        if (node.isInTree) ranges.push_back(node.range);
     }
 }
 
@@ -151,32 +159,53 @@ bool ktRangeMergeIndex::StandsBefore(uint32_t a, uint32_t b) const {
     return startOfA != startOfB ? startOfA < startOfB : a < b;
 }
 
+/// The node just below `place` in the order of the tree.
+uint32_t ktRangeMergeIndex::Predecessor(uint32_t place) const {
+    uint32_t below = ktNoRange;
+    uint32_t root = top;
+    while (root != place) {
+        if (StandsBefore(place, root)) {
+            root = nodes[root].left;
+        } else {
+            below = root;
+            root = nodes[root].right;
+        }
+    }
+    for (root = nodes[place].left; root != ktNoRange; root = nodes[root].right) below = root;
+    return below;
+}
+
 int ktRangeMergeIndex::Height(uint32_t root) const {
     return root == ktNoRange ? 0 : nodes[root].height;
 }
 
-void ktRangeMergeIndex::Update(uint32_t root) {
-    Node &node = nodes[root];
-    node.height = 1;
-    node.lowestEnd = node.highestEnd = node.range.End();
-    node.firstPlace = root;
-    node.firstKept = node.isDropped ? ktNoRange : root;
-    for (uint32_t child : {node.left, node.right}) {
-        if (child == ktNoRange) continue;
-        const Node &below = nodes[child];
-        node.height = std::max(node.height, static_cast<uint8_t>(below.height + 1));
-        node.lowestEnd = std::min(node.lowestEnd, below.lowestEnd);
-        node.highestEnd = std::max(node.highestEnd, below.highestEnd);
-        node.firstPlace = std::min(node.firstPlace, below.firstPlace);
-        node.firstKept = std::min(node.firstKept, below.firstKept);
-    }
+void ktRangeMergeIndex::Summary::Include(const Summary &part) {
+    lowestEnd = std::min(lowestEnd, part.lowestEnd);
+    highestEnd = std::max(highestEnd, part.highestEnd);
+    firstPlace = std::min(firstPlace, part.firstPlace);
+    firstKept = std::min(firstKept, part.firstKept);
 }
 
-void ktRangeMergeIndex::UpdatePath(uint32_t root, uint32_t place) {
-    if (root != place) {
-        UpdatePath(StandsBefore(place, root) ? nodes[root].left : nodes[root].right, place);
+void ktRangeMergeIndex::Update(uint32_t root) {
+    Node &node = nodes[root];
+    const uint64_t end = node.range.End();
+    node.tree = {end, end, root, node.isDropped ? ktNoRange : root};
+    node.leftHighestEnd = 0;
+    if (node.left != ktNoRange) {
+        node.tree.Include(nodes[node.left].tree);
+        node.leftHighestEnd = nodes[node.left].tree.highestEnd;
     }
+    if (node.right != ktNoRange) node.tree.Include(nodes[node.right].tree);
+    node.height = static_cast<uint8_t>(1 + std::max(Height(node.left), Height(node.right)));
+}
+
+/// Updates the nodes from `place` up to `root`; false when the root's summary is as it was.
+bool ktRangeMergeIndex::UpdatePath(uint32_t root, uint32_t place) {
+    const Node &node = nodes[root];
+    if (root != place && !UpdatePath(StandsBefore(place, root) ? node.left : node.right, place)) return false;
+    const Summary before = node.tree;
     Update(root);
+    return node.tree != before;
 }
 
 uint32_t ktRangeMergeIndex::RotateLeft(uint32_t root) {
@@ -201,13 +230,13 @@ uint32_t ktRangeMergeIndex::Balance(uint32_t root) {
     Node &node = nodes[root];
     const int lean = Height(node.left) - Height(node.right);
     if (lean > 1) {
-        const Node &left = nodes[node.left];
-        if (Height(left.left) < Height(left.right)) node.left = RotateLeft(node.left);
+        const Node &child = nodes[node.left];
+        if (Height(child.left) < Height(child.right)) node.left = RotateLeft(node.left);
         return RotateRight(root);
     }
     if (lean < -1) {
-        const Node &right = nodes[node.right];
-        if (Height(right.right) < Height(right.left)) node.right = RotateRight(node.right);
+        const Node &child = nodes[node.right];
+        if (Height(child.right) < Height(child.left)) node.right = RotateRight(node.right);
         return RotateLeft(root);
     }
     Update(root);
@@ -220,24 +249,25 @@ uint32_t ktRangeMergeIndex::Insert(uint32_t root, uint32_t place) {
         Update(place);
         return place;
     }
-    if (StandsBefore(place, root)) {
-        const uint32_t left = Insert(nodes[root].left, place);
-        nodes[root].left = left;
-    } else {
-        const uint32_t right = Insert(nodes[root].right, place);
-        nodes[root].right = right;
-    }
-    return Balance(root);
+    Node &node = nodes[root];
+    uint32_t &child = StandsBefore(place, root) ? node.left : node.right;
+    const int heightBefore = Height(child);
+    child = Insert(child, place);
+    if (Height(child) != heightBefore) return Balance(root);
+    // This is enough, and it spares a look at the other child, which is far away in memory.
+    node.tree.Include(nodes[child].tree);
+    if (child == node.left) node.leftHighestEnd = nodes[child].tree.highestEnd;
+    return root;
 }
 
 uint32_t ktRangeMergeIndex::Remove(uint32_t root, uint32_t place) {
     Node &node = nodes[root];
     if (root != place) {
-        if (StandsBefore(place, root)) {
-            node.left = Remove(node.left, place);
-        } else {
-            node.right = Remove(node.right, place);
-        }
+        uint32_t &child = StandsBefore(place, root) ? node.left : node.right;
+        const Summary before = nodes[child].tree;
+        const int heightBefore = Height(child);
+        child = Remove(child, place);
+        if (child != ktNoRange && Height(child) == heightBefore && nodes[child].tree == before) return root;
         return Balance(root);
     }
     if (node.left == ktNoRange) return node.right;

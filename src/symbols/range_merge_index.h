@@ -31,15 +31,25 @@ public:
     void CopyTo(std::vector<ktAddrRange> &ranges) const;
 
 private:
-    struct Node {
-        ktAddrRange range;
-        uint64_t lowestEnd;  // of the subtree, as all that follows
+    /// What a node knows of its subtree.
+    struct Summary {
+        uint64_t lowestEnd;
         uint64_t highestEnd;
         uint32_t firstPlace;
-        uint32_t firstKept;  // first place that is not dropped
+        uint32_t firstKept; // first place that is not dropped
+
+        bool operator==(const Summary &) const = default;
+        void Include(const Summary &part);
+    };
+
+    struct alignas(64) Node { // one cache line
+        ktAddrRange range;
+        Summary tree;
+        uint64_t leftHighestEnd; // of the left subtree, which mostly need not be looked at for more
         uint32_t left;
         uint32_t right;
-        uint8_t height; // 0: not in the tree
+        uint8_t height;
+        bool isInTree;
         bool isDropped;
     };
 
@@ -48,9 +58,10 @@ private:
     void Build(const std::vector<ktAddrRange> &ranges);
     uint32_t BuildTree(const uint32_t *places, size_t placeCount);
     bool StandsBefore(uint32_t a, uint32_t b) const;
+    uint32_t Predecessor(uint32_t place) const;
     int Height(uint32_t root) const;
     void Update(uint32_t root);
-    void UpdatePath(uint32_t root, uint32_t place);
+    bool UpdatePath(uint32_t root, uint32_t place);
     uint32_t RotateLeft(uint32_t root);
     uint32_t RotateRight(uint32_t root);
     uint32_t Balance(uint32_t root);

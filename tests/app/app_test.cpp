@@ -8,6 +8,7 @@
 #include "commands/cmd_processor.h"
 #include "commands/startup_cmd_set.h"
 #include "disasm/disasm.h"
+#include "platform/thread.h"
 #include "session/dbg_eng.h"
 #include "session/session.h"
 #include "support/fake_gui.h"
@@ -50,7 +51,7 @@ protected:
         ASSERT_TRUE(app.Start());
     }
 
-    FakeHost host;
+    ktFakeHost host;
     ktApp app{host};
 };
 
@@ -84,7 +85,7 @@ TEST(AppInit, FailsOnANullCommandLine) {
 }
 
 TEST(AppInit, ArgumentsHaveNoEffectOnTheStart) {
-    FakeHost host;
+    ktFakeHost host;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "--help \"connect static local\" q", 0));
     EXPECT_TRUE(app.Start());
@@ -184,7 +185,7 @@ TEST(AppShutdown, CopesWithAnAppThatNeverStarted) {
 }
 
 TEST(AppShutdown, LogIsSilentAfterwards) {
-    FakeHost host;
+    ktFakeHost host;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
     ASSERT_TRUE(app.Start());
@@ -193,8 +194,8 @@ TEST(AppShutdown, LogIsSilentAfterwards) {
 }
 
 TEST(AppHost, Exactly16GiBIsNoLargeHost) {
-    FakeHost host;
-    host.physicalMemory = sixteenGiB;
+    ktFakeHost host;
+    host.memory = sixteenGiB;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
     ASSERT_TRUE(app.Start());
@@ -203,8 +204,8 @@ TEST(AppHost, Exactly16GiBIsNoLargeHost) {
 }
 
 TEST(AppHost, OneByteMoreIsALargeHostThatIndexesNames) {
-    FakeHost host;
-    host.physicalMemory = sixteenGiB + 1;
+    ktFakeHost host;
+    host.memory = sixteenGiB + 1;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
     ASSERT_TRUE(app.Start());
@@ -213,8 +214,8 @@ TEST(AppHost, OneByteMoreIsALargeHostThatIndexesNames) {
 }
 
 TEST(AppHost, UnknownMemoryCountsAsNone) {
-    FakeHost host;
-    host.physicalMemory = sixteenGiB * 2;
+    ktFakeHost host;
+    host.memory = sixteenGiB * 2;
     host.memoryKnown = false;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
@@ -225,7 +226,7 @@ TEST(AppHost, UnknownMemoryCountsAsNone) {
 class AppWorkers : public ::testing::TestWithParam<std::pair<uint32_t, uint32_t>> {};
 
 TEST_P(AppWorkers, OneProcessorStaysFreeWhenThereAreSeveral) {
-    FakeHost host;
+    ktFakeHost host;
     host.processors = GetParam().first;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));

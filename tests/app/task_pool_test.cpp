@@ -17,11 +17,10 @@
 
 namespace {
 
-uint64_t ToWord(void *pointer) {
-    return reinterpret_cast<uint64_t>(pointer);
-}
+uint64_t ToWord(void *pointer) { return reinterpret_cast<uint64_t>(pointer); }
 
-template <typename T> T &FromWord(const ktTask *task, int index = 0) {
+template <typename T>
+T &FromWord(const ktTask *task, int index = 0) {
     return *reinterpret_cast<T *>(task->args[index]);
 }
 
@@ -182,7 +181,8 @@ TEST(TaskPool, TheStatusIsWrittenBeforeTheRecordIsFreed) {
         auto *task = static_cast<ktTask *>(std::malloc(sizeof(ktTask)));
         ASSERT_NE(task, nullptr);
         *task = MakeTask([](ktTask *) { return uint64_t(5); });
-        // The result goes into the record itself: a write after the record has gone would be one to freed memory.
+        // The result goes into the record itself: a write after the record has gone would be one to freed
+        // memory.
         task->resultOut = &task->args[1];
         task->statusOut = &status;
         task->autoFree = true;
@@ -269,7 +269,8 @@ TEST(TaskPool, ATaskMaySubmitTasks) {
                                [](ktTask *task) {
                                    Chain &self = FromWord<Chain>(task);
                                    if (++self.next < self.tasks.size()) {
-                                       self.accepted += self.pool.Submit(&self.tasks[self.next], nullptr) ? 1 : 0;
+                                       self.accepted +=
+                                           self.pool.Submit(&self.tasks[self.next], nullptr) ? 1 : 0;
                                    }
                                    return uint64_t(0);
                                },

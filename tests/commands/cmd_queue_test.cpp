@@ -31,6 +31,15 @@ TEST_F(CmdQueue, AQueuedCommandRunsOnTheWorker) {
     EXPECT_EQ(HistoryOf(processor), Texts{"queued text 10"});
 }
 
+TEST_F(CmdQueue, AStartedWorkerIsNotBusyWithItsStart) {
+    for (int round = 0; round < 100; ++round) {
+        ktCmdProcessor fresh;
+        ASSERT_TRUE(fresh.StartWorker());
+        ASSERT_FALSE(fresh.IsBusy()) << round;
+        ASSERT_FALSE(fresh.StartWorker()) << "there is one thread";
+    }
+}
+
 TEST_F(CmdQueue, IsBusyUntilTheQueuedCommandEnds) {
     EXPECT_FALSE(processor.IsBusy());
     Occupy();

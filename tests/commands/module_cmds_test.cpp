@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "app/task_pool.h"
 #include "session/sb_data_reader.h"
 #include "session/static_dbg_eng.h"
 #include "support/command_session.h"
@@ -21,8 +22,9 @@ constexpr uint64_t imageAt = 0x7F0000;
 /// A session of the static engine.
 class ModuleCmds : public testing::Test, protected ktCommandSession {
 protected:
-    ModuleCmds() { session.engine = std::make_unique<ktStaticDbgEng>(); }
+    ModuleCmds() { session.engine = std::make_unique<ktStaticDbgEng>(SystemHost()); }
 
+    using ktCommandSession::Run;
     uint32_t Load(const std::string &name, const ktBytes &bytes, const std::string &base = {}) {
         const std::string path = folder.Write(name, bytes);
         return base.empty() ? Run(lmf, {path}) : Run(lmf, {path, base});
@@ -44,19 +46,22 @@ protected:
 class ModDetect : public ModuleCmds {
 protected:
     ModDetect() {
-        session.engine = std::make_unique<FakeDbgEng>(target);
+        session.engine = std::make_unique<ktFakeDbgEng>(target);
         session.engineType = ktEngineSable;
         ktAddress address;
         address.kind = ktAddress::kindLinear;
         address.root = root;
-        auto reader = std::make_unique<ktSbDataReader>(address, session.engine.get());
+        auto reader = std::make_unique<ktSbDataReader>(session.engine.get(), address);
         space = session.spaces->Append(std::make_unique<ktSpace>(root, std::move(reader)));
         session.spaces->SetCurrent(space);
         target.SetRegister(ktRegCr3, root);
         target.SetRegister(ktRegIp, imageAt + 0x1010);
         PutImage(GoodPe().BuildLoaded());
     }
-    ~ModDetect() override { session.spaces.reset(); } // its readers use the engine
+    ~ModDetect() override {
+        session.spaces.reset(); // its readers use the engine
+        session.engine.reset(); // and that the target
+    }
 
     void PutImage(const ktBytes &image) {
         target.Map(imageAt, image.size());
@@ -69,7 +74,7 @@ protected:
         return {};
     }
 
-    FakeTarget target;
+    ktFakeTarget target;
 };
 
 TEST_F(ModuleCmds, NamesAndPlaces) {
@@ -260,6 +265,20 @@ TEST_F(ModDetect, WhatOnlyLooksLikeAnImageIsNotLoaded) {
     PutImage(image);
     EXPECT_EQ(Run(detect, {}), ktCmdNotLoaded);
     EXPECT_EQ(space->ModuleCount(), 0u);
+}
+
+/// The ELF reader begins at address 0 wherever the image was found.
+TEST_F(ModDetect, AnElfFileAtAddressZeroIsTakenFirst) {
+    ktElfBuilder elf = GoodElf();
+    elf.AddSection(".rela", ktElfSectionRela, ktBytes(24));
+    const ktBytes bytes = elf.Build();
+    target.Map(0, bytes.size());
+    target.Poke(0, bytes);
+    EXPECT_EQ(Run(detect, {}), ktCmdOk);
+    ASSERT_EQ(space->ModuleCount(), 1u);
+    EXPECT_EQ(space->GetModule(0)->base, imageAt);
+    EXPECT_EQ(space->GetModule(0)->size, 0x3000u);
+    EXPECT_EQ(Names().substr(0, 4), "mod_");
 }
 
 TEST_F(ModDetect, LmfOfAPeFileFailsWithoutPagesToKeepItIn) {

@@ -17,10 +17,7 @@ namespace {
 constexpr uint32_t longEnough = 20; // milliseconds in which a thread that could go on would have
 
 /// Runs `work` on another thread and waits for it.
-void OnAnotherThread(const std::function<void()> &work) {
-    std::thread(work).join();
-}
-
+void OnAnotherThread(const std::function<void()> &work) { std::thread(work).join(); }
 
 } // namespace
 
@@ -299,7 +296,8 @@ TEST(Thread, RunsItsEntryUnderTheIdThatTheStarterSees) {
     ktThread thread;
     EXPECT_FALSE(thread.IsStarted());
     EXPECT_EQ(thread.Id(), 0u);
-    ASSERT_TRUE(thread.Start([](void *argument) { static_cast<Seen *>(argument)->id = CurrentThreadId(); }, &seen));
+    ASSERT_TRUE(
+        thread.Start([](void *argument) { static_cast<Seen *>(argument)->id = CurrentThreadId(); }, &seen));
     EXPECT_TRUE(thread.IsStarted());
     const uint64_t id = thread.Id();
     EXPECT_NE(id, 0u);

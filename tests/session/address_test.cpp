@@ -51,12 +51,14 @@ TEST(Address, ParsesEachForm) {
 }
 
 TEST(Address, PrefixesAndBothCasesAreRead) {
-    ExpectAddress("0x10:0xFfFf8000AbCdEf01@0x1aa000", ktAddress::kindVirtual, 0x10, 0xFFFF8000ABCDEF01, 0x1AA000);
+    ExpectAddress("0x10:0xFfFf8000AbCdEf01@0x1aa000", ktAddress::kindVirtual, 0x10, 0xFFFF8000ABCDEF01,
+                  0x1AA000);
     ExpectAddress("#0xFEE00000", ktAddress::kindPhysical, 0, 0xFEE00000, 0);
 }
 
 TEST(Address, SeparatorsThatDoNotFitFail) {
-    for (const char *text : {"#8:1000", "#1000@2000", "1:2:3", "1@2@3", "8:1000@2@3", "8:1@2:3", "#:", "#@"}) {
+    for (const char *text :
+         {"#8:1000", "#1000@2000", "1:2:3", "1@2@3", "8:1000@2@3", "8:1@2:3", "#:", "#@"}) {
         ktAddress address;
         EXPECT_FALSE(ParseAddress(text, address)) << text;
     }
@@ -105,7 +107,8 @@ TEST(Address, LengthIs1To63) {
 
 TEST(Address, FailureLeavesTheRecordUntouched) {
     ktAddress address = Parsed("8:1000@2000");
-    for (const std::string &text : {std::string("1:2:3"), std::string("#1@2"), std::string("9:5@6@"), std::string(64, '1')}) {
+    for (const std::string &text :
+         {std::string("1:2:3"), std::string("#1@2"), std::string("9:5@6@"), std::string(64, '1')}) {
         EXPECT_FALSE(ParseAddress(text.c_str(), address));
         EXPECT_EQ(address.kind, ktAddress::kindVirtual);
         EXPECT_EQ(address.selector, 8u);

@@ -178,7 +178,8 @@ TEST_F(FileReaderTest, KeepsItsOwnCopyOfThePath) {
 }
 
 TEST(FileReader, ReadsFilesOfTheSystem) {
-    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "sable_file_reader_test.bin";
+    const std::filesystem::path path =
+        std::filesystem::path(testing::TempDir()) / "sable_file_reader_test.bin";
     std::ofstream(path, std::ios::binary) << "hello";
     {
         FileReader reader(path.string().c_str());

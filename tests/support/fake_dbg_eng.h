@@ -32,7 +32,7 @@ public:
     /// For ktSessionFactories::createLibraryEngine: an engine on the ktFakeTarget that lives now, or null.
     static std::unique_ptr<ktDbgEng> CreateEngine();
 
-    /// The operation's calls after the next `after` ones return `status`, `times` of them.
+    /// The operation's calls after the next `after` ones do nothing but return `status`, `times` of them.
     void Fail(const std::string &operation, ktStatus status = failure, size_t times = SIZE_MAX,
               size_t after = 0) {
         std::lock_guard lock(mutex);

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-/// A ktNameTrie and its model, driven side by side. Every operation gives the empty text while both agree, and
-/// else a sentence on the first difference.
+/// A ktNameTrie and its model, driven side by side. Every operation gives the empty text while both agree,
+/// and else a sentence on the first difference.
 class NameTrieDuel {
 public:
     using Node = NaiveNameTrie::Node;
@@ -59,9 +59,11 @@ public:
         Node *modelFrom = isBelow ? model.Find(from) : nullptr;
         const ktNameTrieNode trieFrom = isBelow ? trie.Find(from.c_str()) : ktNameTrieNode();
         if (bool(trieFrom) != (modelFrom != nullptr)) return "find of '" + from + "'";
-        std::string fault = CompareNode(ktNameTrie::Next(trieTop, trieFrom), NaiveNameTrie::Next(modelTop, modelFrom));
+        std::string fault =
+            CompareNode(ktNameTrie::Next(trieTop, trieFrom), NaiveNameTrie::Next(modelTop, modelFrom));
         if (!fault.empty()) return "next of '" + from + "' below '" + top + "': " + fault;
-        fault = CompareNode(ktNameTrie::Previous(trieTop, trieFrom), NaiveNameTrie::Previous(modelTop, modelFrom));
+        fault = CompareNode(ktNameTrie::Previous(trieTop, trieFrom),
+                            NaiveNameTrie::Previous(modelTop, modelFrom));
         if (!fault.empty()) return "previous of '" + from + "' below '" + top + "': " + fault;
         return {};
     }
@@ -114,7 +116,8 @@ private:
             const auto expected = model.Alive().find(id);
             if (expected == model.Alive().end()) continue;
             const std::string fault = CompareNode(node, expected->second);
-            if (!fault.empty()) return "kept handle of '" + NaiveNameTrie::Key(expected->second) + "': " + fault;
+            if (!fault.empty())
+                return "kept handle of '" + NaiveNameTrie::Key(expected->second) + "': " + fault;
             still.emplace_back(id, node);
         }
         kept = std::move(still);

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-/// A source of bytes over the whole address space, which notes what is asked of it. Reads stop where a hole begins
-/// and fail inside one. One thread at a time.
+/// A source of bytes over the whole address space, which notes what is asked of it. Reads stop where a hole
+/// begins and fail inside one. One thread at a time.
 class ktScriptedReader final : public DataReader {
 public:
     struct Call {
@@ -62,8 +62,9 @@ public:
 
 private:
     bool IsHole(uint64_t address) const {
-        return std::any_of(holes.begin(), holes.end(),
-                           [address](const auto &hole) { return address >= hole.first && address <= hole.second; });
+        return std::any_of(holes.begin(), holes.end(), [address](const auto &hole) {
+            return address >= hole.first && address <= hole.second;
+        });
     }
 
     std::vector<std::pair<uint64_t, uint64_t>> holes;

@@ -19,7 +19,8 @@ public:
         timespec left = {static_cast<time_t>(milliseconds / 1000),
                          static_cast<long>(milliseconds % 1000) * 1000000};
         // A signal cuts the sleep short and leaves the rest in `left`.
-        while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {}
+        while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
+        }
     }
 };
 

@@ -33,16 +33,15 @@ std::string ProgramFolder() {
     return program.substr(0, program.rfind('/') + 1);
 }
 
-void *Open(const std::string &name) {
-    return dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
-}
+void *Open(const std::string &name) { return dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL); }
 
 } // namespace
 
 std::unique_ptr<ktDynamicLibrary> LoadDynamicLibrary(const char *name) {
     const std::string bareName = name ? name : "";
     // The loader takes an empty name for the program itself, and one with a separator for a path.
-    if (bareName.empty() || std::any_of(bareName.begin(), bareName.end(), IsHostPathSeparator)) return nullptr;
+    if (bareName.empty() || std::any_of(bareName.begin(), bareName.end(), IsHostPathSeparator))
+        return nullptr;
     void *handle = nullptr;
     const std::string folder = ProgramFolder();
     if (!folder.empty()) handle = Open(folder + bareName);

@@ -38,9 +38,7 @@ ktHost &SystemHost() {
     return instance;
 }
 
-uint32_t LastSystemError() {
-    return static_cast<uint32_t>(errno);
-}
+uint32_t LastSystemError() { return static_cast<uint32_t>(errno); }
 
 bool CommandLineToNarrow(const char *commandLine, std::string &out) {
     out.clear();

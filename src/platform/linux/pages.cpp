@@ -8,48 +8,51 @@
 #include <new>
 #include <sys/mman.h>
 
-// Pages come out of slabs of 2 MiB, which the system can back with one huge page each. A slab's
-// first page holds its book-keeping, so that the slab of a page is found by cutting its address.
+// Pages come out of slabs of 2 MiB, which the system can back with one huge page each. The book-keeping
+// of a slab stands right before it, so that it is found by cutting a page's address, and so that handing
+// out a page does not touch the slab: the system clears a huge page only when the user first writes there.
 
 namespace {
 
 constexpr size_t slabSize = 0x200000;
 constexpr uint16_t slabPages = slabSize / ktPageSize;
-constexpr uint16_t noPage = 0; // page 0 is the book-keeping, so its number is free to end a list
+constexpr uint16_t noPage = 0xFFFF;
 
 struct Slab {
     Slab *previous = nullptr;
     Slab *next = nullptr;
-    uint16_t used = 0;          // pages that are handed out
-    uint16_t fresh = 1;         // first page that was never handed out: still zero
-    uint16_t firstFree = noPage; // pages that came back, last in first out
+    uint16_t used = 0;                        // pages that are handed out
+    uint16_t fresh = 0;                       // first page that was never handed out: still zero
+    uint16_t firstFree = noPage;              // pages that came back, last in first out
     std::array<uint16_t, slabPages> nextFree; // written before it is read
 
-    bool IsFull() const { return firstFree == noPage && fresh == slabPages; }
+    bool IsFull() const { return used == slabPages; }
+    uint8_t *Page(uint16_t number) {
+        return reinterpret_cast<uint8_t *>(this) + ktPageSize + size_t(number) * ktPageSize;
+    }
 };
 static_assert(sizeof(Slab) <= ktPageSize);
 
-uint8_t *PageOfSlab(Slab *slab, uint16_t number) {
-    return reinterpret_cast<uint8_t *>(slab) + size_t(number) * ktPageSize;
-}
+constexpr size_t mappedSize = ktPageSize + slabSize; // of a slab with its book-keeping
+
+uintptr_t OffsetInSlab(const void *page) { return reinterpret_cast<uintptr_t>(page) & (slabSize - 1); }
 
 Slab *SlabOfPage(void *page) {
-    return reinterpret_cast<Slab *>(reinterpret_cast<uintptr_t>(page) & ~uintptr_t(slabSize - 1));
+    return reinterpret_cast<Slab *>(static_cast<uint8_t *>(page) - OffsetInSlab(page) - ktPageSize);
 }
 
-uint16_t NumberOfPage(void *page) {
-    return static_cast<uint16_t>((reinterpret_cast<uintptr_t>(page) & (slabSize - 1)) / ktPageSize);
-}
+uint16_t NumberOfPage(const void *page) { return static_cast<uint16_t>(OffsetInSlab(page) / ktPageSize); }
 
 Slab *MapSlab() {
-    // Twice the size holds an aligned slab wherever it lands; the ends go back.
+    // Twice the size holds an aligned slab with a page before it wherever it lands; the ends go back.
     void *mapped = mmap(nullptr, 2 * slabSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED) return nullptr;
     auto *start = static_cast<uint8_t *>(mapped);
-    const size_t before = (slabSize - (reinterpret_cast<uintptr_t>(start) & (slabSize - 1))) & (slabSize - 1);
+    const size_t before = slabSize - ktPageSize - OffsetInSlab(start);
+    const size_t behind = 2 * slabSize - before - mappedSize;
     if (before) munmap(start, before);
-    munmap(start + before + slabSize, slabSize - before);
-    madvise(start + before, slabSize, MADV_HUGEPAGE); // a wish; small pages do as well
+    if (behind) munmap(start + before + mappedSize, behind);
+    madvise(start + before + ktPageSize, slabSize, MADV_HUGEPAGE); // a wish; small pages do as well
     return new (start + before) Slab;
 }
 
@@ -65,7 +68,7 @@ public:
     void Free(void *page) override {
         if (!page) return;
         Slab *unneeded = Return(SlabOfPage(page), NumberOfPage(page));
-        if (unneeded) munmap(unneeded, slabSize);
+        if (unneeded) munmap(unneeded, mappedSize);
     }
 
 private:
@@ -87,7 +90,7 @@ private:
         }
         ++slab->used;
         if (slab->IsFull()) Unlink(slab);
-        return PageOfSlab(slab, number);
+        return slab->Page(number);
     }
 
     /// A slab that the caller gives back to the system, or null.

@@ -19,9 +19,7 @@ constexpr uint64_t oneWaiter = uint64_t(1) << 32; // where a word holds the wait
 static_assert(sizeof(std::atomic<uint32_t>) == 4 && sizeof(std::atomic<uint64_t>) == 8);
 static_assert(std::endian::native == std::endian::little, "the low half stands at the word's address");
 
-uint32_t LowHalf(uint64_t word) {
-    return static_cast<uint32_t>(word);
-}
+uint32_t LowHalf(uint64_t word) { return static_cast<uint32_t>(word); }
 
 /// Sleeps while the 32 bits at `word` are `seen`, up to `nanoseconds` when that is not null. Wakes
 /// early at times.
@@ -111,7 +109,8 @@ void ktCriticalSection::Leave() {
 bool ktSemaphore::TryTake() {
     uint64_t seen = state.load(std::memory_order_relaxed);
     while (LowHalf(seen) != 0) {
-        if (state.compare_exchange_weak(seen, seen - 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+        if (state.compare_exchange_weak(seen, seen - 1, std::memory_order_acquire,
+                                        std::memory_order_relaxed)) {
             return true;
         }
     }
@@ -154,13 +153,9 @@ void ktEvent::Set() {
     if (signaled.exchange(1, std::memory_order_release) == 0) FutexWake(&signaled, INT_MAX);
 }
 
-void ktEvent::Reset() {
-    signaled.store(0, std::memory_order_relaxed);
-}
+void ktEvent::Reset() { signaled.store(0, std::memory_order_relaxed); }
 
-bool ktEvent::IsSet() const {
-    return signaled.load(std::memory_order_acquire) != 0;
-}
+bool ktEvent::IsSet() const { return signaled.load(std::memory_order_acquire) != 0; }
 
 void ktEvent::Wait() {
     while (!IsSet()) FutexWait(&signaled, 0);
@@ -211,9 +206,7 @@ void ktRwLock::LockShared() {
     }
 }
 
-void ktRwLock::UnlockShared() {
-    Release(1);
-}
+void ktRwLock::UnlockShared() { Release(1); }
 
 void ktRwLock::LockExclusive() {
     uint64_t seen = state.load(std::memory_order_relaxed);
@@ -235,6 +228,4 @@ void ktRwLock::LockExclusive() {
     }
 }
 
-void ktRwLock::UnlockExclusive() {
-    Release(rwWriter);
-}
+void ktRwLock::UnlockExclusive() { Release(rwWriter); }

@@ -15,9 +15,7 @@ namespace {
 std::atomic<uint64_t> lastThreadId{0};
 thread_local uint64_t ownThreadId = 0;
 
-uint64_t NextThreadId() {
-    return lastThreadId.fetch_add(1, std::memory_order_relaxed) + 1;
-}
+uint64_t NextThreadId() { return lastThreadId.fetch_add(1, std::memory_order_relaxed) + 1; }
 
 } // namespace
 
@@ -63,23 +61,15 @@ void ktThread::Join() {
     state.reset();
 }
 
-bool ktThread::IsStarted() const {
-    return state != nullptr;
-}
+bool ktThread::IsStarted() const { return state != nullptr; }
 
-uint64_t ktThread::Id() const {
-    return state ? state->id : 0;
-}
+uint64_t ktThread::Id() const { return state ? state->id : 0; }
 
 uint64_t CurrentThreadId() {
     if (ownThreadId == 0) ownThreadId = NextThreadId();
     return ownThreadId;
 }
 
-void SleepMilliseconds(uint32_t milliseconds) {
-    SystemClock().Sleep(milliseconds);
-}
+void SleepMilliseconds(uint32_t milliseconds) { SystemClock().Sleep(milliseconds); }
 
-void YieldThread() {
-    sched_yield();
-}
+void YieldThread() { sched_yield(); }

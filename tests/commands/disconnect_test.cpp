@@ -1,0 +1,85 @@
+#include "commands/disconnect_cmd.h"
+
+#include "platform/thread.h"
+#include "support/command_rig.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+TEST(DisconnectCmd, WithoutASessionIs4) {
+    ktDisconnectCmd disconnect;
+    EXPECT_TRUE(disconnect.IsSynchronous());
+    EXPECT_EQ(ExecuteIn(nullptr, disconnect), 4u);
+}
+
+TEST(DisconnectCmd, WithoutAConnectionIs0) {
+    ktSessionRig rig;
+    ktDisconnectCmd disconnect;
+    EXPECT_EQ(ExecuteIn(&rig.session, disconnect), 0u);
+}
+
+TEST(DisconnectLine, DeletesTheSetItRunsInAndBringsTheOldOneBack) {
+    ktCommandRig rig;
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
+        ASSERT_NE(rig.processor.CurrentSet(), &rig.startupSet);
+        EXPECT_EQ(rig.Run("disconnect"), 0u);
+        EXPECT_EQ(rig.processor.CurrentSet(), &rig.startupSet);
+        EXPECT_EQ(rig.session.spaces, nullptr);
+        EXPECT_EQ(rig.session.engine, nullptr);
+        EXPECT_EQ(rig.session.sessionCmdSet, nullptr);
+        EXPECT_FALSE(rig.session.connected);
+    }
+    EXPECT_EQ(rig.target.Count("Destroy"), 3u);
+}
+
+TEST(DisconnectLine, AQueuedCommandOfTheDeletedSetIsForgotten) {
+    ktCommandRig rig;
+    ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
+    ASSERT_EQ(rig.Run("t 2"), 0u);
+    ASSERT_EQ(rig.Run("disconnect"), 0u);
+    EXPECT_FALSE(rig.processor.CancelRunning());
+}
+
+TEST(DisconnectLine, StopsATraceThatStillRuns) {
+    ktCommandRig rig;
+    ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
+    rig.target.ForgetCalls();
+    ASSERT_EQ(rig.processor.RunLine("tua 1234"), uint32_t{ktCmdQueued});
+    while (rig.target.Count("Step") < 3) YieldThread();
+    EXPECT_EQ(rig.processor.RunLine("disconnect"), 0u);
+    EXPECT_FALSE(rig.processor.IsBusy());
+    EXPECT_EQ(rig.processor.LastQueuedStatus(), 20u);
+    EXPECT_EQ(rig.target.Calls().back(), "Destroy");
+}
+
+TEST(DisconnectLine, EventsOnTheWayAreNoTrouble) {
+    ktCommandRig rig;
+    std::atomic<bool> stop = false;
+    std::thread events([&] {
+        while (!stop) rig.target.RaiseEvent(1);
+    });
+    for (int round = 0; round < 20; ++round) {
+        ASSERT_EQ(rig.processor.RunLine("connect sable usb3"), uint32_t{ktCmdQueued});
+        while (!rig.processor.FindCommand("disconnect") || !rig.Published()) YieldThread();
+        EXPECT_EQ(rig.processor.RunLine("disconnect"), 0u);
+        EXPECT_EQ(rig.processor.CurrentSet(), &rig.startupSet);
+    }
+    stop = true;
+    events.join();
+}
+
+TEST(DisconnectLine, TheWindowIsCarriedThroughAConnection) {
+    ktCommandRig rig;
+    ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
+    ktCmdContext context;
+    rig.processor.FindCommand("q")->GetCmdContext(&context);
+    EXPECT_EQ(context.gui, &rig.gui);
+    EXPECT_EQ(rig.Run("q"), 0u);
+    EXPECT_EQ(rig.gui.closes, 1u);
+    ASSERT_EQ(rig.Run("disconnect"), 0u);
+    EXPECT_EQ(rig.Run("q"), 0u);
+    EXPECT_EQ(rig.gui.closes, 2u);
+}
