@@ -56,7 +56,8 @@ std::vector<uint64_t> Addresses(uint64_t step) {
 }
 
 /// Times each call of `lookUp` on its own.
-template <class LookUp> void Measure(benchmark::State &state, const std::vector<uint64_t> &addresses, LookUp lookUp) {
+template <class LookUp>
+void Measure(benchmark::State &state, const std::vector<uint64_t> &addresses, LookUp lookUp) {
     using Clock = std::chrono::steady_clock;
     std::vector<double> times(addresses.size());
     uint64_t allocated = 0;
@@ -122,8 +123,9 @@ void SearchLocations(benchmark::State &state) {
     ktCommandSession target;
     Fill(target.builder, *target.space, 1000);
     ktSlCmd sl;
-    const std::vector<std::string> words =
-        state.range(0) == 0 ? std::vector<std::string>{"LENGTH_299999", "unit"} : std::vector<std::string>{"unit"};
+    const std::vector<std::string> words = state.range(0) == 0
+                                               ? std::vector<std::string>{"LENGTH_299999", "unit"}
+                                               : std::vector<std::string>{"unit"};
     for (auto unused : state) {
         static_cast<void>(unused);
         benchmark::DoNotOptimize(target.Run(sl, words));

@@ -1,10 +1,3 @@
-#include "symbols/comp_unit.h"
-#include "symbols/function.h"
-#include "symbols/interval_index.h"
-#include "symbols/module.h"
-#include "symbols/symbol_factory.h"
-#include "symbols/types.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <random>
@@ -12,6 +5,13 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#include "symbols/comp_unit.h"
+#include "symbols/function.h"
+#include "symbols/interval_index.h"
+#include "symbols/module.h"
+#include "symbols/symbol_factory.h"
+#include "symbols/types.h"
 
 // Filling, freezing and searching units of the size of a kernel.
 
@@ -88,8 +88,9 @@ void AddFunctions(benchmark::State &state, const Layout &layout, uint64_t nameCo
 }
 
 #define KT_ADD_BENCHMARK(title, layout, nameCount)                                                           \
-    BENCHMARK_CAPTURE(AddFunctions, title/scanned, layout, nameCount, false)->Unit(benchmark::kMillisecond); \
-    BENCHMARK_CAPTURE(AddFunctions, title/indexed, layout, nameCount, true)->Unit(benchmark::kMillisecond)
+    BENCHMARK_CAPTURE(AddFunctions, title / scanned, layout, nameCount, false)                               \
+        ->Unit(benchmark::kMillisecond);                                                                     \
+    BENCHMARK_CAPTURE(AddFunctions, title / indexed, layout, nameCount, true)->Unit(benchmark::kMillisecond)
 
 KT_ADD_BENCHMARK(apart, Apart(), functionCount);
 KT_ADD_BENCHMARK(touching, Touching(), functionCount);
@@ -211,7 +212,8 @@ BENCHMARK(AddUnits)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 void Sizes(benchmark::State &state) {
     for (auto _ : state) benchmark::DoNotOptimize(state.iterations());
     std::vector<ktInterval> intervals;
-    for (uint32_t i = 0; i < lookUpCount; ++i) intervals.push_back({i * uint64_t(16), i * uint64_t(16) + 9, i});
+    for (uint32_t i = 0; i < lookUpCount; ++i)
+        intervals.push_back({i * uint64_t(16), i * uint64_t(16) + 9, i});
     const double indexBytes = static_cast<double>(ktIntervalIndex(intervals).MemoryBytes());
     state.counters["ktRangeList"] = sizeof(ktRangeList);
     state.counters["ktFunction"] = sizeof(ktFunction);

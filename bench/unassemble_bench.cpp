@@ -57,7 +57,8 @@ Code ReadCode() {
         for (uint64_t at = 0; at < section.sh_size; at += sizeof(Elf64_Sym)) {
             Elf64_Sym symbol = {};
             if (!read(symbol, section.sh_offset + at)) break;
-            if (ELF64_ST_TYPE(symbol.st_info) == STT_FUNC && symbol.st_value) code.functions.push_back(symbol.st_value);
+            if (ELF64_ST_TYPE(symbol.st_info) == STT_FUNC && symbol.st_value)
+                code.functions.push_back(symbol.st_value);
         }
     }
     std::sort(code.functions.begin(), code.functions.end());
@@ -83,7 +84,8 @@ void FormatBare(benchmark::State &state) {
                 continue;
             }
             char text[256];
-            xed_format_context(XED_SYNTAX_INTEL, &instruction, text, sizeof text, code.address + at, nullptr, nullptr);
+            xed_format_context(XED_SYNTAX_INTEL, &instruction, text, sizeof text, code.address + at, nullptr,
+                               nullptr);
             benchmark::DoNotOptimize(text);
             at += xed_decoded_inst_get_length(&instruction);
         }

@@ -12,7 +12,8 @@ void WalkFile(DataReader &reader) {
     ktElfFile elf;
     elf.loadSections = elf.loadSegments = true;
     if (!elf.Parse(reader)) return;
-    for (const char *name : {".debug_info", ".text", ""}) Require(elf.FindSection(name) <= elf.sections.size());
+    for (const char *name : {".debug_info", ".text", ""})
+        Require(elf.FindSection(name) <= elf.sections.size());
     ktElfSymbol symbol;
     for (uint64_t i = 0; elf.ReadSymbol(elf.SectionBytes(elf.symbolSection), i, symbol); ++i) {
         elf.SymbolAddress(symbol);

@@ -21,9 +21,10 @@ inline void Require(bool condition) {
 /// Bits of an input's first byte: how the rest of it is loaded.
 enum LoadMode : uint8_t { loadToPages = 1, loadUnsized = 2, loadMoved = 4, loadFromTarget = 8 };
 
-/// Loads the input by `load(request, reader, mode)`, and publishes and removes what came of it. A failure must
-/// leave no page; a module must be found, and be gone with its pages in the end.
-template <class Load> int LoadInput(const uint8_t *data, size_t size, const Load &load) {
+/// Loads the input by `load(request, reader, mode)`, and publishes and removes what came of it. A failure
+/// must leave no page; a module must be found, and be gone with its pages in the end.
+template <class Load>
+int LoadInput(const uint8_t *data, size_t size, const Load &load) {
     if (size == 0) return 0;
     const uint8_t mode = *data++;
     --size;
@@ -37,7 +38,8 @@ template <class Load> int LoadInput(const uint8_t *data, size_t size, const Load
     if (mode & loadMoved) request.requestedBase = 0x7F0000000;
 
     MemReader sized(data, size);
-    ktCountingReader unsized(mode & loadUnsized ? std::vector<uint8_t>(data, data + size) : std::vector<uint8_t>());
+    ktCountingReader unsized(mode & loadUnsized ? std::vector<uint8_t>(data, data + size)
+                                                : std::vector<uint8_t>());
     DataReader &reader = mode & loadUnsized ? static_cast<DataReader &>(unsized) : sized;
     if (!load(request, reader, mode)) {
         Require(space.Pages().PageCount() == 0);

@@ -15,13 +15,9 @@
 
 namespace {
 
-std::unique_ptr<ktDisasm> CreateDisasm() {
-    return std::make_unique<ktXedDisasm>();
-}
+std::unique_ptr<ktDisasm> CreateDisasm() { return std::make_unique<ktXedDisasm>(); }
 
-std::unique_ptr<ktCmdSet> CreateSessionCmdSet() {
-    return std::make_unique<ktSessionCmdSet>();
-}
+std::unique_ptr<ktCmdSet> CreateSessionCmdSet() { return std::make_unique<ktSessionCmdSet>(); }
 
 constexpr ktSessionFactories sessionFactories = {CreateDisasm, CreateSessionCmdSet, nullptr};
 
@@ -29,9 +25,7 @@ constexpr ktSessionFactories sessionFactories = {CreateDisasm, CreateSessionCmdS
 
 ktApp::ktApp(ktHost &facts) : host(facts) {}
 
-ktApp::~ktApp() {
-    Shutdown();
-}
+ktApp::~ktApp() { Shutdown(); }
 
 bool ktApp::Init(void *newInstance, void *newPrevInstance, const char *commandLine, uint32_t newShowCommand) {
     instance = newInstance;

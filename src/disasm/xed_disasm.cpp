@@ -84,8 +84,9 @@ bool ktXedDisasm::SetSyntax(uint32_t newSyntax) {
 }
 
 uint32_t ktXedDisasm::GetMode() {
-    const auto row = std::find_if(std::rbegin(modeRows), std::rend(modeRows),
-                                  [this](const ModeRow &candidate) { return candidate.machineMode == machineMode; });
+    const auto row =
+        std::find_if(std::rbegin(modeRows), std::rend(modeRows),
+                     [this](const ModeRow &candidate) { return candidate.machineMode == machineMode; });
     return row == std::rend(modeRows) ? ktModeReal : static_cast<uint32_t>(row->mode);
 }
 

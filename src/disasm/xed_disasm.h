@@ -40,7 +40,7 @@ private:
     uint64_t address = 0;       ///< of the next instruction
     bool lookupValid = false;   ///< `lookupResults` can be moved to the next target
     ktSpace *space = nullptr;
-    uint64_t spaceStamp = 0;    ///< the space's when `lookupResults` were found
+    uint64_t spaceStamp = 0; ///< the space's when `lookupResults` were found
     ktLocationList lookupResults;
     ktLocationFormat format;
 };

@@ -59,7 +59,8 @@ public:
     virtual ktStatus SetContext(const ktContext *context) = 0;
     virtual ktStatus CpuId(uint32_t leaf, uint32_t subleaf, uint32_t out[4]) = 0;
     virtual ktStatus ReadTarget(const ktAddress &address, void *buffer, uint64_t size, uint64_t *done) = 0;
-    virtual ktStatus WriteTarget(const ktAddress &address, const void *buffer, uint64_t size, uint64_t *done) = 0;
+    virtual ktStatus WriteTarget(const ktAddress &address, const void *buffer, uint64_t size,
+                                 uint64_t *done) = 0;
     virtual ktStatus WalkPage(const ktAddress &address, ktPageWalkResult *result) = 0;
     virtual ktStatus ToPhysical(const ktAddress &address, uint64_t *physical) = 0;
     /// Searches from `start` up to `*end` for `pattern`, at multiples of `step`.

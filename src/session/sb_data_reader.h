@@ -10,7 +10,8 @@ class ktDbgEng;
 class ktSbDataReader final : public DataReader {
 public:
     /// `newEngine` is not owned; without one every read fails.
-    ktSbDataReader(ktDbgEng *newEngine, const ktAddress &newAddress) : engine(newEngine), address(newAddress) {}
+    ktSbDataReader(ktDbgEng *newEngine, const ktAddress &newAddress)
+        : engine(newEngine), address(newAddress) {}
 
     uint64_t GetPosition() override { return address.value; }
     bool IsAtEnd() override { return false; }

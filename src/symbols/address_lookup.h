@@ -1,7 +1,5 @@
 #pragma once
 
-#include "symbols/lazy_interval_index.h"
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -10,9 +8,12 @@
 #include <memory_resource>
 #include <vector>
 
+#include "symbols/lazy_interval_index.h"
+
 /// Finds in an array of objects with `ranges` those that hold an address. While frozen an index answers,
 /// otherwise a walk; the answers are the same.
-template <class T> class ktAddressLookup {
+template <class T>
+class ktAddressLookup {
 public:
     explicit ktAddressLookup(const std::vector<T *> &objects) : items(objects) {}
 

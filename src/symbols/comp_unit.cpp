@@ -33,13 +33,9 @@ bool ktCompUnit::AddVariable(ktVariable *variable) {
     return variables.Add(variable, [] {});
 }
 
-ktFunction *ktCompUnit::FindFunction(const char *functionName) const {
-    return functions.Find(functionName);
-}
+ktFunction *ktCompUnit::FindFunction(const char *functionName) const { return functions.Find(functionName); }
 
-ktType *ktCompUnit::FindType(const char *typeName) const {
-    return types.Find(typeName);
-}
+ktType *ktCompUnit::FindType(const char *typeName) const { return types.Find(typeName); }
 
 void ktCompUnit::SetIndexed(bool on) {
     functions.SetIndexed(on);
@@ -51,9 +47,7 @@ void ktCompUnit::FunctionsAt(uint64_t address, std::vector<ktFunction *> &hits) 
     functionsByAddress.All(address, hits);
 }
 
-ktFunction *ktCompUnit::FirstFunctionAt(uint64_t address) const {
-    return functionsByAddress.First(address);
-}
+ktFunction *ktCompUnit::FirstFunctionAt(uint64_t address) const { return functionsByAddress.First(address); }
 
 void ktCompUnit::Freeze() {
     functions.Freeze();

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <vector>
+
 #include "symbols/address_lookup.h"
 #include "symbols/line_info.h"
 #include "symbols/named_array.h"
 #include "symbols/object.h"
 #include "symbols/owned_text.h"
 #include "symbols/range_list.h"
-
-#include <vector>
 
 class ktFunction;
 class ktType;

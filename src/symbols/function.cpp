@@ -9,6 +9,4 @@ ktFunction::~ktFunction() {
     returnType.Release();
 }
 
-ktInlinedFunction::~ktInlinedFunction() {
-    origin.Release();
-}
+ktInlinedFunction::~ktInlinedFunction() { origin.Release(); }

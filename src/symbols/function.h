@@ -1,11 +1,11 @@
 #pragma once
 
+#include <vector>
+
 #include "symbols/object.h"
 #include "symbols/owned_text.h"
 #include "symbols/range_list.h"
 #include "symbols/type_ref.h"
-
-#include <vector>
 
 class ktFuncArg;
 class ktVariable;

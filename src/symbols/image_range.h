@@ -16,7 +16,9 @@ constexpr bool IsInside(uint64_t offset, uint64_t size, uint64_t limit) {
 }
 
 /// True when an image of `size` bytes at `base` ends at or below the top of the address space.
-constexpr bool ImageFits(uint64_t base, uint64_t size) { return size == 0 || base <= ~uint64_t(0) - (size - 1); }
+constexpr bool ImageFits(uint64_t base, uint64_t size) {
+    return size == 0 || base <= ~uint64_t(0) - (size - 1);
+}
 
 /// `value` times `factor`, all ones when that is more than 64 bits hold.
 constexpr uint64_t SaturatingMultiply(uint64_t value, uint64_t factor) {

@@ -20,7 +20,8 @@ public:
 
     /// Calls `visit(owner)` for each interval that holds `address`, in no particular order. Allocates
     /// nothing; takes logarithmic time, and more only for what it visits.
-    template <class Visit> void VisitAt(uint64_t address, const Visit &visit) const {
+    template <class Visit>
+    void VisitAt(uint64_t address, const Visit &visit) const {
         VisitBlocks(0, blocks.size(), address, visit);
     }
     /// Bytes of memory that the index holds beyond this object.
@@ -49,7 +50,8 @@ private:
             begin = middle + 1;
         }
     }
-    template <class Visit> void VisitBlock(size_t block, uint64_t address, const Visit &visit) const {
+    template <class Visit>
+    void VisitBlock(size_t block, uint64_t address, const Visit &visit) const {
         for (size_t at = block * blockSize; at < BlockEnd(block) && firsts[at] <= address; ++at) {
             if (lasts[at] >= address) visit(owners[at]);
         }

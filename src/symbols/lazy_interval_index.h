@@ -1,11 +1,11 @@
 #pragma once
 
-#include "symbols/interval_index.h"
-
 #include <atomic>
 #include <new>
 #include <utility>
 #include <vector>
+
+#include "symbols/interval_index.h"
 
 /// An interval index over data that is not going to change, built by the first look-up: a load does not
 /// pay for what nobody asks. Freeze and Thaw belong to the one writer; Get is for any thread and takes no
@@ -25,14 +25,16 @@ public:
         frozen = false;
     }
     /// The index; null while not frozen and without memory. `collect(intervals)` fills a vector.
-    template <class Collect> const ktIntervalIndex *Get(const Collect &collect) const {
+    template <class Collect>
+    const ktIntervalIndex *Get(const Collect &collect) const {
         if (!frozen) return nullptr;
         const ktIntervalIndex *present = index.load(std::memory_order_acquire);
         return present ? present : Build(collect);
     }
 
 private:
-    template <class Collect> const ktIntervalIndex *Build(const Collect &collect) const {
+    template <class Collect>
+    const ktIntervalIndex *Build(const Collect &collect) const {
         const ktIntervalIndex *built = nullptr;
         try {
             std::vector<ktInterval> intervals;

@@ -54,8 +54,9 @@ void AddTextLines(ktLines &output, const char *head, const char *text) {
 
 /// Prints file, directory and line of the first row that stands for exactly `address`.
 void AddSourceLines(ktLines &output, const ktLineInfo &info, uint64_t address) {
-    const auto row = std::find_if(info.lines.begin(), info.lines.end(),
-                                  [address](const ktLineRecord &record) { return record.address == address; });
+    const auto row =
+        std::find_if(info.lines.begin(), info.lines.end(),
+                     [address](const ktLineRecord &record) { return record.address == address; });
     if (row == info.lines.end() || row->file >= info.files.size()) return;
     const uint64_t directory = row->file < info.fileDirs.size() ? info.fileDirs[row->file] : 0;
     AddTextLines(output, "Source file path:", TextAt(info.files, row->file));
@@ -120,7 +121,9 @@ uint32_t ktSlCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     std::string folded;
     std::string line;
     ktLocation location;
-    const auto isInside = [&folded](const std::string &pattern) { return folded.find(pattern) != folded.npos; };
+    const auto isInside = [&folded](const std::string &pattern) {
+        return folded.find(pattern) != folded.npos;
+    };
     for (ktModule *module : space->Modules()) {
         location.module = module;
         for (ktCompUnit *unit : module->CompUnits()) {

@@ -84,7 +84,8 @@ bool ktLocationFormat::Parse(std::string_view source) {
     for (size_t i = 0; i < std::size(partRows); ++i) {
         if (!(mask & partRows[i].bit)) continue;
         if (!partRows[i].separator) {
-            if (const size_t backslash = source.find('\\'); backslash != source.npos) position = backslash + 1;
+            if (const size_t backslash = source.find('\\'); backslash != source.npos)
+                position = backslash + 1;
         } else if (const size_t at = source.find(partRows[i].separator, position); at != source.npos) {
             if (open) *open = source.substr(position, at - position);
             position = at + 1;

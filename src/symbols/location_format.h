@@ -9,13 +9,13 @@
 /// own; buffers keep their memory between uses.
 class ktLocationFormat {
 public:
-    std::string text;                 ///< the output of Format
-    uint64_t mask = ktLocationAll;    ///< ktLocationPart bits to format or parse
+    std::string text;              ///< the output of Format
+    uint64_t mask = ktLocationAll; ///< ktLocationPart bits to format or parse
     std::string moduleText;
     std::string unitText;
     std::string functionText;
     std::string typeText;
-    std::string offsetText;           ///< at most 23 characters
+    std::string offsetText; ///< at most 23 characters
     uint64_t offset = 0;
 
     /// Fills `text` from the parts of `location` that `mask` asks for. True.

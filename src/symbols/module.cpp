@@ -4,29 +4,21 @@
 
 ktModule::ktModule(uint64_t id) : ktObject(id) {}
 
-ktModule::~ktModule() {
-    compUnits.Release();
-}
+ktModule::~ktModule() { compUnits.Release(); }
 
 bool ktModule::AddCompUnit(ktCompUnit *unit) {
     return compUnits.Add(unit, [this] { unitsByAddress.Thaw(); });
 }
 
-ktCompUnit *ktModule::FindCompUnit(const char *unitName) const {
-    return compUnits.Find(unitName);
-}
+ktCompUnit *ktModule::FindCompUnit(const char *unitName) const { return compUnits.Find(unitName); }
 
-void ktModule::SetIndexed(bool on) {
-    compUnits.SetIndexed(on);
-}
+void ktModule::SetIndexed(bool on) { compUnits.SetIndexed(on); }
 
 void ktModule::UnitsAt(uint64_t address, std::vector<ktCompUnit *> &hits) const {
     unitsByAddress.All(address, hits);
 }
 
-ktCompUnit *ktModule::FirstUnitAt(uint64_t address) const {
-    return unitsByAddress.First(address);
-}
+ktCompUnit *ktModule::FirstUnitAt(uint64_t address) const { return unitsByAddress.First(address); }
 
 void ktModule::Freeze() {
     compUnits.Freeze();

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <vector>
+
 #include "symbols/address_lookup.h"
 #include "symbols/named_array.h"
 #include "symbols/object.h"
 #include "symbols/owned_text.h"
-
-#include <vector>
 
 class ktCompUnit;
 

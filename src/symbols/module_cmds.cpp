@@ -72,7 +72,8 @@ uint32_t ktLmfCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     request.pool = pool;
     request.parallel = pool != nullptr;
     request.requestedBase = argCount > 1 ? args[1].value : 0;
-    if (session->engine && session->engine->GetEngineType() == ktEngineStatic) request.pages = &space->Pages();
+    if (session->engine && session->engine->GetEngineType() == ktEngineStatic)
+        request.pages = &space->Pages();
     const char *path = argCount > 0 ? args[0].ValueText() : nullptr;
     if (!LoadFromFile(request, path) || !request.module) return ktCmdNotLoaded;
     if (space->AddModule(request.module.Get())) return ktCmdOk;

@@ -10,7 +10,7 @@ constexpr uint64_t firstCapacity = 16;
 
 struct ktModuleList::Block {
     explicit Block(uint64_t blockCapacity)
-        : capacity(blockCapacity), items(new (std::nothrow) std::atomic<ktModule *>[blockCapacity]) {}
+        : capacity(blockCapacity), items(new(std::nothrow) std::atomic<ktModule *>[blockCapacity]) {}
 
     uint64_t capacity;
     std::atomic<uint64_t> count{0};

@@ -27,9 +27,9 @@ HashKey MakeHashKey() {
 /// SipHash with one round for each word and three at the end.
 class KeyedHash {
 public:
-    explicit KeyedHash(const HashKey &key) :
-        a(key.low ^ 0x736F6D6570736575), b(key.high ^ 0x646F72616E646F6D), c(key.low ^ 0x6C7967656E657261),
-        d(key.high ^ 0x7465646279746573) {}
+    explicit KeyedHash(const HashKey &key)
+        : a(key.low ^ 0x736F6D6570736575), b(key.high ^ 0x646F72616E646F6D), c(key.low ^ 0x6C7967656E657261),
+          d(key.high ^ 0x7465646279746573) {}
 
     void Add(uint64_t word) {
         d ^= word;

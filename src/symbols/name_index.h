@@ -13,7 +13,8 @@ public:
     static constexpr uint32_t none = ~uint32_t(0);
 
     /// The place that was added for `name`, or none. `nameAt(place)` gives the name that stands there.
-    template <class NameAt> uint32_t Find(const char *name, const NameAt &nameAt) const {
+    template <class NameAt>
+    uint32_t Find(const char *name, const NameAt &nameAt) const {
         if (slots.empty()) return none;
         const uint32_t hash = Hash(name);
         for (size_t at = Home(hash); slots[at].place != none; at = Behind(at)) {

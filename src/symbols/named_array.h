@@ -1,15 +1,15 @@
 #pragma once
 
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
 #include "commands/name_trie.h"
 #include "symbols/name_index.h"
 #include "symbols/named_object.h"
 #include "symbols/object.h"
 #include "symbols/unique_name.h"
-
-#include <cstring>
-#include <new>
-#include <string>
-#include <vector>
 
 /// What a container does with a name that it already holds.
 enum class ktNameRule { unique, asItComes };
@@ -18,13 +18,15 @@ enum class ktNameRule { unique, asItComes };
 /// bytes above 127, so such names are then neither found nor ever taken. Otherwise the answer is that of a
 /// scan of the array. Names must not change after the add. One writer at a time; readers only while nobody
 /// writes.
-template <class T> class ktNamedArray {
+template <class T>
+class ktNamedArray {
 public:
     explicit ktNamedArray(ktNameRule nameRule) : rule(nameRule) {}
 
     /// Takes a reference, makes the name unique where that is the rule, and appends. False, with no
     /// reference kept, when that cannot be done. `beforeAppend()` runs when only the append is left.
-    template <class BeforeAppend> bool Add(T *object, const BeforeAppend &beforeAppend) {
+    template <class BeforeAppend>
+    bool Add(T *object, const BeforeAppend &beforeAppend) {
         if (!object || items.size() >= ktNameIndex::none || !object->AddRef()) return false;
         try {
             MakeRoom();

@@ -1,7 +1,8 @@
 #pragma once
 
 /// The name of a symbol object, whether it is a field or, as with types, behind an operation.
-template <class T> const char *NameOf(const T &object) {
+template <class T>
+const char *NameOf(const T &object) {
     if constexpr (requires { object.GetName(); }) {
         return object.GetName();
     } else {
@@ -10,7 +11,8 @@ template <class T> const char *NameOf(const T &object) {
 }
 
 /// Gives `object` a private copy of `name`; false, with the old name, for null and without memory.
-template <class T> bool SetNameOf(T &object, const char *name) {
+template <class T>
+bool SetNameOf(T &object, const char *name) {
     if constexpr (requires { object.SetName(name); }) {
         return object.SetName(name);
     } else {

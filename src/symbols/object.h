@@ -43,7 +43,8 @@ private:
 };
 
 /// Owner of one reference; drops it at the end.
-template <class T> class ktRef {
+template <class T>
+class ktRef {
 public:
     ktRef() = default;
     /// Takes over the reference that the caller holds.
@@ -75,7 +76,8 @@ private:
 };
 
 /// Releases the objects of `owned` in array order and empties it.
-template <class T> void ReleaseAll(std::vector<T *> &owned) {
+template <class T>
+void ReleaseAll(std::vector<T *> &owned) {
     for (T *object : owned) object->Release();
     owned.clear();
 }

@@ -2,9 +2,7 @@
 
 #include <new>
 
-bool ktOwnedText::Assign(const char *source) {
-    return source && Assign(std::string_view(source));
-}
+bool ktOwnedText::Assign(const char *source) { return source && Assign(std::string_view(source)); }
 
 bool ktOwnedText::Assign(std::string_view source) {
     std::unique_ptr<char[]> copy(new (std::nothrow) char[source.size() + 1]);

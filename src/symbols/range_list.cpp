@@ -1,12 +1,12 @@
 #include "symbols/range_list.h"
 
-#include "symbols/lazy_interval_index.h"
-#include "symbols/range_fold.h"
-#include "symbols/range_merge_index.h"
-
 #include <algorithm>
 #include <array>
 #include <bit>
+
+#include "symbols/lazy_interval_index.h"
+#include "symbols/range_fold.h"
+#include "symbols/range_merge_index.h"
 
 /// What a list of several ranges needs.
 struct ktRangeList::Many {
@@ -148,19 +148,15 @@ size_t ktRangeList::Count() const {
     return Ranges().size();
 }
 
-uint64_t ktRangeList::Low() const {
-    return many ? many->low : single.start;
-}
+uint64_t ktRangeList::Low() const { return many ? many->low : single.start; }
 
-uint64_t ktRangeList::High() const {
-    return many ? many->high : single.End();
-}
+uint64_t ktRangeList::High() const { return many ? many->high : single.End(); }
 
 bool ktRangeList::Holds(uint64_t address) const {
     if (address < Low() || address > High()) return false;
     if (many) {
-        const ktIntervalIndex *index = many->lookup.Get(
-            [this](std::vector<ktInterval> &intervals) { CollectIntervals(0, intervals); });
+        const ktIntervalIndex *index =
+            many->lookup.Get([this](std::vector<ktInterval> &intervals) { CollectIntervals(0, intervals); });
         if (index) {
             bool isHeld = false;
             index->VisitAt(address, [&isHeld](uint32_t) { isHeld = true; });

@@ -1,9 +1,9 @@
 #include "symbols/range_merge_index.h"
 
-#include "symbols/range_fold.h"
-
 #include <algorithm>
 #include <numeric>
+
+#include "symbols/range_fold.h"
 
 struct ktRangeMergeIndex::Search {
     uint64_t highestStart;
@@ -11,14 +11,12 @@ struct ktRangeMergeIndex::Search {
     uint32_t best;
 };
 
-ktRangeMergeIndex::ktRangeMergeIndex(const std::vector<ktAddrRange> &ranges) {
-    Build(ranges);
-}
+ktRangeMergeIndex::ktRangeMergeIndex(const std::vector<ktAddrRange> &ranges) { Build(ranges); }
 
 void ktRangeMergeIndex::Build(const std::vector<ktAddrRange> &ranges) {
     nodes.clear();
     nodes.reserve(ranges.size() + 1);
-    for (const ktAddrRange &range : ranges) nodes.push_back({range, {}, 0, ktNoRange, ktNoRange, 1, true, false});
+    for (const ktAddrRange &range : ranges) nodes.push_back({range, {}, ktNoRange, ktNoRange, true, false});
     std::vector<uint32_t> places(ranges.size());
     std::iota(places.begin(), places.end(), 0);
     std::sort(places.begin(), places.end(), [this](uint32_t a, uint32_t b) { return StandsBefore(a, b); });
@@ -52,12 +50,10 @@ void ktRangeMergeIndex::FindFirstIn(uint32_t root, Search &search) const {
         }
         if (node.range.End() >= search.lowestEnd) search.best = std::min(search.best, root);
         // All starts on the left are low enough; so where all ends are high enough, the answer is at hand.
-        if (node.left != ktNoRange && node.leftHighestEnd >= search.lowestEnd) {
-            if (nodes[node.left].tree.lowestEnd >= search.lowestEnd) {
-                search.best = std::min(search.best, nodes[node.left].tree.firstPlace);
-            } else {
-                FindFirstIn(node.left, search);
-            }
+        if (node.left != ktNoRange && nodes[node.left].tree.lowestEnd >= search.lowestEnd) {
+            search.best = std::min(search.best, nodes[node.left].tree.firstPlace);
+        } else {
+            FindFirstIn(node.left, search);
         }
         root = node.right;
     }
@@ -82,7 +78,7 @@ void ktRangeMergeIndex::MoveStart(uint32_t place, uint64_t start) {
 
 void ktRangeMergeIndex::Append(const ktAddrRange &range) {
     const auto place = static_cast<uint32_t>(nodes.size());
-    nodes.push_back({range, {}, 0, ktNoRange, ktNoRange, 1, true, false});
+    nodes.push_back({range, {}, ktNoRange, ktNoRange, true, false});
     top = Insert(top, place);
     ++count;
 }
@@ -103,7 +99,8 @@ void ktRangeMergeIndex::DropInside(uint64_t low, uint64_t high, uint32_t before)
 void ktRangeMergeIndex::CollectInside(uint32_t root, uint64_t low, uint64_t high, uint32_t before) {
     while (root != ktNoRange) {
         const Node &node = nodes[root];
-        if (node.tree.firstKept >= before || node.tree.lowestEnd >= high || node.tree.highestEnd < low) return;
+        if (node.tree.firstKept >= before || node.tree.lowestEnd >= high || node.tree.highestEnd < low)
+            return;
         if (node.range.start <= low) {
             root = node.right;
             continue;
@@ -141,9 +138,7 @@ uint64_t ktRangeMergeIndex::Low() const {
     return nodes[lowest].range.start;
 }
 
-uint64_t ktRangeMergeIndex::High() const {
-    return top == ktNoRange ? 0 : nodes[top].tree.highestEnd;
-}
+uint64_t ktRangeMergeIndex::High() const { return top == ktNoRange ? 0 : nodes[top].tree.highestEnd; }
 
 void ktRangeMergeIndex::CopyTo(std::vector<ktAddrRange> &ranges) const {
     ranges.clear();
@@ -175,9 +170,7 @@ uint32_t ktRangeMergeIndex::Predecessor(uint32_t place) const {
     return below;
 }
 
-int ktRangeMergeIndex::Height(uint32_t root) const {
-    return root == ktNoRange ? 0 : nodes[root].height;
-}
+int ktRangeMergeIndex::Height(uint32_t root) const { return root == ktNoRange ? 0 : nodes[root].tree.height; }
 
 void ktRangeMergeIndex::Summary::Include(const Summary &part) {
     lowestEnd = std::min(lowestEnd, part.lowestEnd);
@@ -189,14 +182,12 @@ void ktRangeMergeIndex::Summary::Include(const Summary &part) {
 void ktRangeMergeIndex::Update(uint32_t root) {
     Node &node = nodes[root];
     const uint64_t end = node.range.End();
-    node.tree = {end, end, root, node.isDropped ? ktNoRange : root};
-    node.leftHighestEnd = 0;
-    if (node.left != ktNoRange) {
-        node.tree.Include(nodes[node.left].tree);
-        node.leftHighestEnd = nodes[node.left].tree.highestEnd;
+    node.tree = {end, end, root, node.isDropped ? ktNoRange : root, 1};
+    for (uint32_t child : {node.left, node.right}) {
+        if (child == ktNoRange) continue;
+        node.tree.Include(nodes[child].tree);
+        node.tree.height = std::max(node.tree.height, nodes[child].tree.height + 1);
     }
-    if (node.right != ktNoRange) node.tree.Include(nodes[node.right].tree);
-    node.height = static_cast<uint8_t>(1 + std::max(Height(node.left), Height(node.right)));
 }
 
 /// Updates the nodes from `place` up to `root`; false when the root's summary is as it was.
@@ -256,7 +247,6 @@ uint32_t ktRangeMergeIndex::Insert(uint32_t root, uint32_t place) {
     if (Height(child) != heightBefore) return Balance(root);
     // This is enough, and it spares a look at the other child, which is far away in memory.
     node.tree.Include(nodes[child].tree);
-    if (child == node.left) node.leftHighestEnd = nodes[child].tree.highestEnd;
     return root;
 }
 
@@ -265,9 +255,8 @@ uint32_t ktRangeMergeIndex::Remove(uint32_t root, uint32_t place) {
     if (root != place) {
         uint32_t &child = StandsBefore(place, root) ? node.left : node.right;
         const Summary before = nodes[child].tree;
-        const int heightBefore = Height(child);
         child = Remove(child, place);
-        if (child != ktNoRange && Height(child) == heightBefore && nodes[child].tree == before) return root;
+        if (child != ktNoRange && nodes[child].tree == before) return root;
         return Balance(root);
     }
     if (node.left == ktNoRange) return node.right;

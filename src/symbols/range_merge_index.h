@@ -1,10 +1,10 @@
 #pragma once
 
-#include "symbols/range_list.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "symbols/range_list.h"
 
 /// A long list of ranges while it is being merged into: an AVL tree by start whose nodes also know the
 /// ends and the places in list order below them, so that a fold (see range_fold.h) looks only at what it
@@ -37,18 +37,18 @@ private:
         uint64_t highestEnd;
         uint32_t firstPlace;
         uint32_t firstKept; // first place that is not dropped
+        int32_t height;
 
         bool operator==(const Summary &) const = default;
+        /// Takes in what lies below; the height is left to the caller.
         void Include(const Summary &part);
     };
 
     struct alignas(64) Node { // one cache line
         ktAddrRange range;
         Summary tree;
-        uint64_t leftHighestEnd; // of the left subtree, which mostly need not be looked at for more
         uint32_t left;
         uint32_t right;
-        uint8_t height;
         bool isInTree;
         bool isDropped;
     };

@@ -1,11 +1,11 @@
 #include "symbols/reference_sweep.h"
 
+#include <new>
+
 #include "symbols/func_arg.h"
 #include "symbols/function.h"
 #include "symbols/types.h"
 #include "symbols/variable.h"
-
-#include <new>
 
 void ktReferenceSweep::Visit(ktObject &object) {
     TakeAll(object);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "symbols/type_ref.h"
-
 #include <vector>
+
+#include "symbols/type_ref.h"
 
 class ktFunction;
 class ktObject;

@@ -54,7 +54,8 @@ bool ktSpace::Publish(ktModule *module) {
 }
 
 ktModule *ktSpace::FindModule(const std::string &moduleName) const {
-    if (IsTrieName(moduleName)) return reinterpret_cast<ktModule *>(moduleNames.FindValue(moduleName.c_str()));
+    if (IsTrieName(moduleName))
+        return reinterpret_cast<ktModule *>(moduleNames.FindValue(moduleName.c_str()));
     for (ktModule *module : Modules()) {
         if (moduleName == module->name.Get()) return module;
     }

@@ -36,25 +36,15 @@ uint64_t TargetSize(const ktTypeRef &target) {
 
 } // namespace
 
-ktComplexType::~ktComplexType() {
-    ReleaseAll(members);
-}
+ktComplexType::~ktComplexType() { ReleaseAll(members); }
 
-ktModifiedType::~ktModifiedType() {
-    target.Release();
-}
+ktModifiedType::~ktModifiedType() { target.Release(); }
 
-uint64_t ktModifiedType::GetSize() const {
-    return TargetSize(target);
-}
+uint64_t ktModifiedType::GetSize() const { return TargetSize(target); }
 
-ktAliasType::~ktAliasType() {
-    target.Release();
-}
+ktAliasType::~ktAliasType() { target.Release(); }
 
-uint64_t ktAliasType::GetSize() const {
-    return TargetSize(target);
-}
+uint64_t ktAliasType::GetSize() const { return TargetSize(target); }
 
 void ktEnumMember::SetOwner(ktEnumType *newOwner) {
     if (owner) ktLog("The owner is already set");
@@ -71,9 +61,7 @@ ktFuncType::~ktFuncType() {
     returnType.Release();
 }
 
-ktRangeType::~ktRangeType() {
-    indexType.Release();
-}
+ktRangeType::~ktRangeType() { indexType.Release(); }
 
 ktArrayType::~ktArrayType() {
     ReleaseAll(ranges);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "symbols/type.h"
-
 #include <vector>
+
+#include "symbols/type.h"
 
 class ktComplexType;
 class ktEnumType;

@@ -9,9 +9,7 @@ struct ktUniqueNames::Counters {
 ktUniqueNames::ktUniqueNames() = default;
 ktUniqueNames::~ktUniqueNames() = default;
 
-void ktUniqueNames::Forget() {
-    counters.reset();
-}
+void ktUniqueNames::Forget() { counters.reset(); }
 
 uint64_t &ktUniqueNames::TakenBehind(const void *holder) {
     if (!counters) counters = std::make_unique<Counters>();

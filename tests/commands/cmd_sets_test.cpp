@@ -15,7 +15,8 @@ using Names = std::vector<std::string>;
 
 Names NamesOf(ktCmdSet &set) {
     Names names;
-    for (uint64_t i = 0; const ktCmd *command = set.GetCommand(i); ++i) names.emplace_back(command->GetName());
+    for (uint64_t i = 0; const ktCmd *command = set.GetCommand(i); ++i)
+        names.emplace_back(command->GetName());
     return names;
 }
 
@@ -32,8 +33,9 @@ TEST(SessionCmdSet, HoldsItsCommands) {
     ktSessionCmdSet set;
     Names names = NamesOf(set);
     std::sort(names.begin(), names.end());
-    const Names expected = {"break",   "cls", "cm", "disconnect", "eval", "g", "help", "lmf", "mod.detect", "q", "restart",
-                            "sl",      "sw",  "t",  "tua",        "tui",  "u", "um",   "update", "xa", "xl"};
+    const Names expected = {"break", "cls",        "cm", "disconnect", "eval",   "g",  "help",
+                            "lmf",   "mod.detect", "q",  "restart",    "sl",     "sw", "t",
+                            "tua",   "tui",        "u",  "um",         "update", "xa", "xl"};
     EXPECT_EQ(names, expected);
     EXPECT_EQ(set.GetCommand(names.size()), nullptr);
     EXPECT_EQ(set.GetCommand(~uint64_t{0}), nullptr);
@@ -84,6 +86,7 @@ TEST(CmdSets, HelpInASessionListsEverySessionCommandAndNoConnect) {
 
 TEST(CmdSets, WithoutASessionItsCommandsAreUnknown) {
     ktCommandRig rig;
-    for (const char *line : {"g", "t", "update", "disconnect", "u 1000"}) EXPECT_EQ(rig.Run(line), 3u) << line;
+    for (const char *line : {"g", "t", "update", "disconnect", "u 1000"})
+        EXPECT_EQ(rig.Run(line), 3u) << line;
     EXPECT_TRUE(rig.processor.History().empty());
 }

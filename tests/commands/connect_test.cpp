@@ -26,7 +26,9 @@ public:
 
 class ConnectCmd : public testing::Test {
 protected:
-    uint32_t Execute(std::initializer_list<const char *> words) { return ExecuteIn(&rig.session, command, words); }
+    uint32_t Execute(std::initializer_list<const char *> words) {
+        return ExecuteIn(&rig.session, command, words);
+    }
     std::string LinkCall() {
         for (const std::string &call : rig.target.Calls()) {
             if (call.rfind("Connect ", 0) == 0) return call;

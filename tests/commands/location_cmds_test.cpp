@@ -121,8 +121,8 @@ TEST_F(LocationCmds, XlWithABarAndNoUnitFindsTheModule) {
 
 TEST_F(LocationCmds, XlOfUnknownPartsIsStatus10) {
     AddSymbols();
-    for (const char *text : {"nosuch", "Kernel", "kernel!nosuch", "kernel!Main.c|nosuch", "kernel!Main.c#nosuch",
-                             "kernel|main!Main.c", "!", "|", ""}) {
+    for (const char *text : {"nosuch", "Kernel", "kernel!nosuch", "kernel!Main.c|nosuch",
+                             "kernel!Main.c#nosuch", "kernel|main!Main.c", "!", "|", ""}) {
         EXPECT_EQ(target.Run(xl, {text}), ktCmdNotFound) << text;
         EXPECT_TRUE(Output().empty()) << text;
     }
@@ -141,8 +141,8 @@ TEST_F(LocationCmds, XaNamesThePlace) {
 TEST_F(LocationCmds, XaShowsTheWholeInlineStack) {
     AddSymbols();
     EXPECT_EQ(target.Run(xa, {"101018"}), ktCmdOk);
-    EXPECT_EQ(Output(), (Lines{"Address location:", "kernel!Main.c|inner+0x8", "Address location:",
-                               "kernel!Main.c|start+0x18"}));
+    EXPECT_EQ(Output(), (Lines{"Address location:", "kernel!Main.c|inner+0x8",
+                               "Address location:", "kernel!Main.c|start+0x18"}));
 }
 
 TEST_F(LocationCmds, XaShowsTheFirstRowOfExactlyThisAddress) {

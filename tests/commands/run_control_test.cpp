@@ -13,11 +13,11 @@ using Calls = std::vector<std::string>;
 
 struct Case {
     const char *word;
-    const char *operation;           ///< of the engine
-    const char *call;                ///< as the engine sees it
+    const char *operation; ///< of the engine
+    const char *call;      ///< as the engine sees it
     std::initializer_list<uint64_t> args;
     std::unique_ptr<ktCmd> (*create)();
-    size_t callsBehind;              ///< of the update that follows
+    size_t callsBehind; ///< of the update that follows
 };
 
 template <typename Command>
@@ -110,7 +110,9 @@ TEST_P(RunControl, KeepsTheSessionAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, RunControl, testing::ValuesIn(cases),
-                         [](const testing::TestParamInfo<Case> &info) { return std::string(info.param.word); });
+                         [](const testing::TestParamInfo<Case> &test) {
+                             return std::string(test.param.word);
+                         });
 
 TEST(Go, ThePublishedStateShowsRunning) {
     ktSessionRig rig;

@@ -47,7 +47,8 @@ protected:
 } // namespace
 
 TEST_F(Trace, RunsOnTheWorker) {
-    for (const ktCmd *command : {static_cast<ktCmd *>(&t), static_cast<ktCmd *>(&tua), static_cast<ktCmd *>(&tui)}) {
+    for (const ktCmd *command :
+         {static_cast<ktCmd *>(&t), static_cast<ktCmd *>(&tua), static_cast<ktCmd *>(&tui)}) {
         EXPECT_FALSE(command->IsSynchronous());
     }
 }
@@ -96,7 +97,8 @@ TEST_F(Trace, ACancelInTheLastStepStillGives20) {
 }
 
 TEST_F(Trace, CancelWithoutARunHasNoEffect) {
-    for (ktCmd *command : {static_cast<ktCmd *>(&t), static_cast<ktCmd *>(&tua), static_cast<ktCmd *>(&tui)}) {
+    for (ktCmd *command :
+         {static_cast<ktCmd *>(&t), static_cast<ktCmd *>(&tua), static_cast<ktCmd *>(&tui)}) {
         EXPECT_FALSE(command->Cancel());
     }
     EXPECT_EQ(Run(t, {2}), 0u);
@@ -212,6 +214,8 @@ TEST_F(Trace, TuiComparesWithFifteenCharactersOfText) {
 
 TEST_F(Trace, TuiPassesTheBytesLeftBehindThePointer) {
     rig.target.SetMode(4);
+    ASSERT_TRUE(rig.session.Update(0)); // now all records hold the code from 256 bytes before ip on
+    ASSERT_TRUE(rig.session.Update(0));
     rig.target.SetPath({ip + 0x20});
     Disasm().decode = [](const ktFakeDisasm::Call &, std::string &text) {
         text = "hlt";

@@ -75,7 +75,8 @@ TEST_F(UCmd, FailedReadKeepsTheLinesSoFar) {
 TEST_F(UCmd, InstructionCutByTheEndOfMemoryDoesNotDecode) {
     target.Write(0x102FFE, {0x48, 0xB8});
     EXPECT_EQ(Run({"102FFE"}), ktCmdReadFailed);
-    EXPECT_EQ(Output(), (Lines{"0000000000102FFE:                   ???", "0000000000102FFF:                   ???"}));
+    EXPECT_EQ(Output(),
+              (Lines{"0000000000102FFE:                   ???", "0000000000102FFF:                   ???"}));
 }
 
 TEST_F(UCmd, NoSpaceListNoSpaceNoDisasm) {
@@ -98,7 +99,8 @@ TEST_F(UCmd, NoSessionAtAll) {
 TEST_F(UCmd, ReleasedTextsLeaveTheNumber) {
     EXPECT_EQ(Run({"101000"}), ktCmdOk); // sets the context
     target.output.lines.clear();
-    ktCmdArg args[2] = {{ktArgAddressOrLocation, nullptr, 0x101000, nullptr}, {ktArgDecimal, nullptr, 1, nullptr}};
+    ktCmdArg args[2] = {{ktArgAddressOrLocation, nullptr, 0x101000, nullptr},
+                        {ktArgDecimal, nullptr, 1, nullptr}};
     EXPECT_EQ(command.Execute(args, 2), ktCmdOk);
     EXPECT_EQ(Output(), Lines{Nop("0000000000101000")});
 }
@@ -167,8 +169,7 @@ TEST_F(UCmd, PlaceWithoutALocationIgnoresFunctionsOnItsWay) {
     target.space->GetModule(0)->base += 0x1000; // starts at 101000 now
     target.Write(0x100FFF, {0x90});
     EXPECT_EQ(Run({"100FFF", "3"}), ktCmdOk);
-    EXPECT_EQ(Output(),
-              (Lines{Nop("0000000000100FFF"), Nop("0000000000101000"), Nop("0000000000101001")}));
+    EXPECT_EQ(Output(), (Lines{Nop("0000000000100FFF"), Nop("0000000000101000"), Nop("0000000000101001")}));
 }
 
 TEST_F(UCmd, LocationWinsOverTheNumberInItsText) {
@@ -266,9 +267,10 @@ TEST_F(UCmd, SourceLinesStandBetweenHeaderAndInstruction) {
     command.SetSourceLines(&source);
     AddSymbols();
     EXPECT_EQ(Run({"kernel!main.c|first", "5"}), ktCmdOk);
-    EXPECT_EQ(Output(), (Lines{"kernel!main.c|first", "source 0", Nop("0000000000101000"), Nop("0000000000101001"),
-                               "source 2", Nop("0000000000101002"), "kernel!main.c|second",
-                               Nop("0000000000101003"), "source 4", Nop("0000000000101004")}));
+    EXPECT_EQ(Output(),
+              (Lines{"kernel!main.c|first", "source 0", Nop("0000000000101000"), Nop("0000000000101001"),
+                     "source 2", Nop("0000000000101002"), "kernel!main.c|second", Nop("0000000000101003"),
+                     "source 4", Nop("0000000000101004")}));
     EXPECT_EQ(source.functions, (std::vector<ktFunction *>{first, first, first, second, second}));
 }
 

@@ -190,8 +190,7 @@ TEST_F(XedDisasmSymbols, TargetInAModuleShowsItsLocation) {
 TEST_F(XedDisasmSymbols, RelativeDataIsNamedToo) {
     disasm.SetSpace(space.get());
     disasm.SetAddress(0x100000);
-    EXPECT_EQ(Text({0x48, 0x8D, 0x05, 0xF9, 0x0F, 0, 0}),
-              "lea rax, ptr [rip+0xff9] <kernel!main.c|start>");
+    EXPECT_EQ(Text({0x48, 0x8D, 0x05, 0xF9, 0x0F, 0, 0}), "lea rax, ptr [rip+0xff9] <kernel!main.c|start>");
 }
 
 TEST_F(XedDisasmSymbols, FirstSearchNamesAPlaceWithoutAFunction) {
@@ -208,7 +207,7 @@ TEST_F(XedDisasmSymbols, FailedSearchIsRepeated) {
 TEST_F(XedDisasmSymbols, FailedUpdateGivesThePlainNumberAndKeepsTheResults) {
     disasm.SetSpace(space.get());
     EXPECT_EQ(Call(0x101000), "call 0x101000 <kernel!main.c|start>");
-    EXPECT_EQ(Call(0x108000), "call 0x108000"); // the quick way finds no function
+    EXPECT_EQ(Call(0x108000), "call 0x108000");                 // the quick way finds no function
     EXPECT_EQ(Call(0x108000), "call 0x108000 <kernel+0x8000>"); // asked again, the address has not changed
     EXPECT_EQ(Call(0x500000), "call 0x500000");
     EXPECT_EQ(Call(0x101100), "call 0x101100 <kernel!main.c|next>");
@@ -265,7 +264,8 @@ TEST_F(XedDisasmSymbols, LongNamesAreCut) {
 TEST_F(XedDisasm, ConditionalJumps) {
     for (int opcode = 0; opcode < 256; ++opcode) {
         const auto byte = static_cast<uint8_t>(opcode);
-        EXPECT_EQ(IsConditionalJump({byte, 0}), (opcode >= 0x70 && opcode <= 0x7F) || opcode == 0xE3) << opcode;
+        EXPECT_EQ(IsConditionalJump({byte, 0}), (opcode >= 0x70 && opcode <= 0x7F) || opcode == 0xE3)
+            << opcode;
         EXPECT_EQ(IsConditionalJump({0x0F, byte}), opcode >= 0x80 && opcode <= 0x8F) << opcode;
     }
     EXPECT_TRUE(IsConditionalJump({0x0F, 0x84}));
@@ -276,7 +276,8 @@ TEST_F(XedDisasm, ConditionalJumps) {
 TEST_F(XedDisasm, JumpsCountTheWholeIndirectGroup) {
     for (int opcode = 0; opcode < 256; ++opcode) {
         const auto byte = static_cast<uint8_t>(opcode);
-        EXPECT_EQ(IsJump({byte, 0}), opcode == 0xE9 || opcode == 0xEA || opcode == 0xEB || opcode == 0xFF) << opcode;
+        EXPECT_EQ(IsJump({byte, 0}), opcode == 0xE9 || opcode == 0xEA || opcode == 0xEB || opcode == 0xFF)
+            << opcode;
         EXPECT_TRUE(IsJump({0xFF, byte})) << opcode;
     }
     EXPECT_TRUE(IsJump({0xFF}));
@@ -312,13 +313,13 @@ TEST_F(XedDisasm, IndirectCallRegisters) {
 
 TEST_F(XedDisasm, OtherInstructionsHaveNoIndirectRegister) {
     disasm.SetMode(6);
-    EXPECT_EQ(IndirectRegister({0xFF, 0xE0}), 0u);             // jmp rax
-    EXPECT_EQ(IndirectRegister({0xFF, 0x10}), 0u);             // call through memory
-    EXPECT_EQ(IndirectRegister({0xE8, 0, 0, 0, 0}), 0u);       // direct call
-    EXPECT_EQ(IndirectRegister({0x48, 0x89, 0xC8}), 0u);       // mov rax, rcx
-    EXPECT_EQ(IndirectRegister({0x06}), 0u);                   // does not decode
+    EXPECT_EQ(IndirectRegister({0xFF, 0xE0}), 0u);       // jmp rax
+    EXPECT_EQ(IndirectRegister({0xFF, 0x10}), 0u);       // call through memory
+    EXPECT_EQ(IndirectRegister({0xE8, 0, 0, 0, 0}), 0u); // direct call
+    EXPECT_EQ(IndirectRegister({0x48, 0x89, 0xC8}), 0u); // mov rax, rcx
+    EXPECT_EQ(IndirectRegister({0x06}), 0u);             // does not decode
     disasm.SetMode(4);
-    EXPECT_EQ(IndirectRegister({0xFF, 0xD0}), 0u);             // call eax: no 64-bit register
+    EXPECT_EQ(IndirectRegister({0xFF, 0xD0}), 0u); // call eax: no 64-bit register
 }
 
 } // namespace

@@ -147,7 +147,8 @@ TEST_P(TransportsWithInterfaces, ConnectWithoutAnAddress) {
     EXPECT_EQ(rig.target.Calls()[2], "Connect " + std::to_string(GetParam()) + " (null)");
 }
 
-INSTANTIATE_TEST_SUITE_P(SessionConnect, TransportsWithInterfaces, testing::Values(1u, 2u, 3u, 4u, 5u, 7u, 8u, 10u));
+INSTANTIATE_TEST_SUITE_P(SessionConnect, TransportsWithInterfaces,
+                         testing::Values(1u, 2u, 3u, 4u, 5u, 7u, 8u, 10u));
 
 struct NoEngineCase {
     uint32_t engine;
@@ -176,7 +177,8 @@ TEST(SessionConnect, WithoutALibraryThereIsNoEngine) {
 }
 
 TEST(SessionConnect, WithALibraryThatCannotBeLoadedThereIsNoEngine) {
-    ktSessionRig rig({ktFakeDisasm::Create, ktRigCmdSet::Create, []() -> std::unique_ptr<ktDbgEng> { return nullptr; }});
+    ktSessionRig rig(
+        {ktFakeDisasm::Create, ktRigCmdSet::Create, []() -> std::unique_ptr<ktDbgEng> { return nullptr; }});
     EXPECT_FALSE(rig.Connect());
     ExpectNoConnection(rig);
 }
@@ -268,8 +270,8 @@ TEST(SessionConnect, WithoutACommandSetFails) {
     ktSessionRig rig({ktFakeDisasm::Create, nullptr, ktFakeTarget::CreateEngine});
     EXPECT_FALSE(rig.Connect());
     ExpectNoConnection(rig);
-    ktSessionRig other(
-        {ktFakeDisasm::Create, []() -> std::unique_ptr<ktCmdSet> { return nullptr; }, ktFakeTarget::CreateEngine});
+    ktSessionRig other({ktFakeDisasm::Create, []() -> std::unique_ptr<ktCmdSet> { return nullptr; },
+                        ktFakeTarget::CreateEngine});
     EXPECT_FALSE(other.Connect());
     ExpectNoConnection(other);
 }
@@ -488,7 +490,9 @@ TEST(SessionEvents, ALineQueuedForASetWhoseAttemptFailedFindsTheCommandAlive) {
     ktTask connectTask;
     connectTask.argCount = 1;
     connectTask.args[0] = reinterpret_cast<uint64_t>(&rig);
-    connectTask.entry = [](ktTask *task) -> uint64_t { return reinterpret_cast<ktSessionRig *>(task->args[0])->Connect(); };
+    connectTask.entry = [](ktTask *task) -> uint64_t {
+        return reinterpret_cast<ktSessionRig *>(task->args[0])->Connect();
+    };
     ASSERT_TRUE(rig.processor.Worker().Submit(&connectTask, nullptr)); // as the command `connect` would run
     rig.target.WaitUntilHeld("GetContext");
     ASSERT_EQ(rig.processor.RunLine("wait"), uint32_t{ktCmdQueued});

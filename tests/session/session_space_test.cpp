@@ -80,12 +80,11 @@ TEST_F(SessionSpace, TheTargetReaderStandsAtLinearAddress0) {
     uint8_t byte = 0;
     rig.target.Map(0, 0x1000);
     EXPECT_TRUE(rig.Current()->TargetReader()->Read(&byte, 1, nullptr));
-    EXPECT_EQ(rig.target.Calls().back(), "ReadTarget kind 2 at 0000:0 root 80000000001A5003 attribute 9 for 1");
+    EXPECT_EQ(rig.target.Calls().back(),
+              "ReadTarget kind 2 at 0000:0 root 80000000001A5003 attribute 9 for 1");
 }
 
-TEST_F(SessionSpace, AnEngineWithATargetNeedsASnapshot) {
-    EXPECT_FALSE(rig.session.SelectSpace(nullptr));
-}
+TEST_F(SessionSpace, AnEngineWithATargetNeedsASnapshot) { EXPECT_FALSE(rig.session.SelectSpace(nullptr)); }
 
 TEST_F(SessionSpace, OtherEngineTypesAreRefused) {
     for (const uint32_t type : {0u, 3u}) {
@@ -128,5 +127,6 @@ TEST_F(SessionSpace, EachStopSelectsTheSpaceOfItsRoot) {
     EXPECT_EQ(rig.Current()->Key(), 0x5000u);
     EXPECT_EQ(rig.Published()->space, rig.Current());
     EXPECT_EQ(rig.Current()->Pages().generation, 1u);
-    EXPECT_EQ(rig.session.spaces->Find(ktSessionRig::cr3)->Pages().generation, 1u) << "its own count of stops";
+    EXPECT_EQ(rig.session.spaces->Find(ktSessionRig::cr3)->Pages().generation, 1u)
+        << "its own count of stops";
 }

@@ -162,7 +162,8 @@ TEST_F(SessionUpdate, AFailingStackReadFails) {
 
 TEST_F(SessionUpdate, PositiveResultsAreSuccess) {
     FillBothRecords(); // a scripted result does nothing else
-    for (const char *operation : {"GetStateInfo", "GetCpuInfo", "GetContext"}) rig.target.Fail(operation, 1, 1);
+    for (const char *operation : {"GetStateInfo", "GetCpuInfo", "GetContext"})
+        rig.target.Fail(operation, 1, 1);
     EXPECT_TRUE(rig.session.Update(0));
 }
 

@@ -66,8 +66,9 @@ bool DrawFrame(ktSession &session, uint64_t &mark, bool &torn) {
     for (uint32_t i = firstMark; i <= lastMark; ++i) torn |= snapshot->context.values[i] != mark;
     torn |= snapshot->code[256] != snapshot->code[257];
     uint64_t sum = snapshot->codeAddress.value + snapshot->codeSize + snapshot->stackAddress.value +
-                   snapshot->stackSize + snapshot->coreCount + snapshot->currentCore + snapshot->context.validMask +
-                   snapshot->context.mode + snapshot->stop.running + snapshot->stop.reason;
+                   snapshot->stackSize + snapshot->coreCount + snapshot->currentCore +
+                   snapshot->context.validMask + snapshot->context.mode + snapshot->stop.running +
+                   snapshot->stop.reason;
     for (const uint8_t byte : snapshot->code) sum += byte;
     for (const uint8_t byte : snapshot->stack) sum += byte;
     volatile uint64_t seen = sum; // the whole record has been read

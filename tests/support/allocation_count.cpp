@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <new>
 
-// Replaces the allocation functions of the whole program, all but the over-aligned ones: a sanitizer brings its
-// own of each form, and memory must go back the way it came.
+// Replaces the allocation functions of the whole program, all but the over-aligned ones: a sanitizer brings
+// its own of each form, and memory must go back the way it came.
 
 namespace {
 

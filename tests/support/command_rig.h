@@ -13,7 +13,8 @@
 /// A ktSessionRig with the program's own command sets.
 struct ktCommandRig : ktSessionRig {
     static std::unique_ptr<ktCmdSet> CreateSessionSet() { return std::make_unique<ktSessionCmdSet>(); }
-    static constexpr ktSessionFactories realSets = {ktFakeDisasm::Create, CreateSessionSet, ktFakeTarget::CreateEngine};
+    static constexpr ktSessionFactories realSets = {ktFakeDisasm::Create, CreateSessionSet,
+                                                    ktFakeTarget::CreateEngine};
 
     explicit ktCommandRig(ktClock &clock = SystemClock()) : ktSessionRig(realSets), startupSet(clock) {
         processor.RegisterSet(&startupSet);

@@ -6,8 +6,8 @@
 #include "platform/host.h"
 #include "session/dbg_eng.h"
 #include "session/session.h"
-#include "support/symbol_builder.h"
 #include "support/recording_lines.h"
+#include "support/symbol_builder.h"
 #include "symbols/space.h"
 #include "symbols/space_list.h"
 
@@ -56,9 +56,12 @@ private:
         switch (type) {
         case ktArgAddress:
         case ktArgAddressOrLocation:
-        case ktArgHex: return ktParseHex(word.c_str());
-        case ktArgDecimal: return std::strtoull(word.c_str(), nullptr, 10);
-        default: return reinterpret_cast<uint64_t>(word.data());
+        case ktArgHex:
+            return ktParseHex(word.c_str());
+        case ktArgDecimal:
+            return std::strtoull(word.c_str(), nullptr, 10);
+        default:
+            return reinterpret_cast<uint64_t>(word.data());
         }
     }
 };

@@ -140,8 +140,8 @@ private:
         const ktElfSegment &from = segments[index].header;
         if (is64) return PutField(file, SegmentAt(index), from);
         PutField(file, SegmentAt(index),
-                 ktElf32Segment{from.type, Low(from.offset), Low(from.vaddr), Low(from.paddr), Low(from.filesz),
-                                Low(from.memsz), from.flags, Low(from.align)});
+                 ktElf32Segment{from.type, Low(from.offset), Low(from.vaddr), Low(from.paddr),
+                                Low(from.filesz), Low(from.memsz), from.flags, Low(from.align)});
     }
     void PutSection(ktBytes &file, size_t index) const {
         const ktElfSection &from = sections[index].header;

@@ -377,7 +377,8 @@ public:
         const auto *wanted = static_cast<const uint8_t *>(pattern);
         // Towards the end, which is itself a place to look at when it lies below the start.
         const bool down = *end <= start.value;
-        for (uint64_t left = (down ? start.value - *end : *end - 1 - start.value) / step + 1, at = start.value;
+        for (uint64_t left = (down ? start.value - *end : *end - 1 - start.value) / step + 1,
+                      at = start.value;
              left > 0; --left, at = down ? at - step : at + step) {
             uint32_t same = 0;
             for (; same < patternSize; ++same) {

@@ -98,7 +98,8 @@ public:
     ktBytes BuildLoaded() {
         const ktBytes file = Build();
         ktBytes image(GetField<uint32_t>(file, OptionalAt(offsetof(ktPeOptionalHeader64, sizeOfImage))));
-        std::copy_n(file.begin(), SectionTableAt() + sections.size() * sizeof(ktPeSectionHeader), image.begin());
+        std::copy_n(file.begin(), SectionTableAt() + sections.size() * sizeof(ktPeSectionHeader),
+                    image.begin());
         for (const Section &section : sections)
             std::copy(section.bytes.begin(), section.bytes.end(),
                       image.begin() + section.header.virtualAddress);
@@ -110,8 +111,8 @@ public:
     static size_t FileHeaderAt(size_t field) { return ntOffset + offsetof(ktPeNtHeaders, file) + field; }
     static size_t OptionalAt(size_t field) { return ntOffset + offsetof(ktPeNtHeaders, optional) + field; }
     size_t DirectoryAt(size_t index) const {
-        const size_t table =
-            is64 ? offsetof(ktPeOptionalHeader64, dataDirectory) : offsetof(ktPeOptionalHeader32, dataDirectory);
+        const size_t table = is64 ? offsetof(ktPeOptionalHeader64, dataDirectory)
+                                  : offsetof(ktPeOptionalHeader32, dataDirectory);
         return OptionalAt(table + index * sizeof(ktPeDataDirectory));
     }
     size_t SectionTableAt() const { return OptionalAt(OptionalSize()); }

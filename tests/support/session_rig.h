@@ -50,7 +50,8 @@ struct ktSessionRig {
     static constexpr uint64_t cr3 = 0x80000000001A5003;
     static constexpr uint64_t root = 0x1A5000; ///< cr3 as addresses carry it
 
-    static constexpr ktSessionFactories fakes = {ktFakeDisasm::Create, ktRigCmdSet::Create, ktFakeTarget::CreateEngine};
+    static constexpr ktSessionFactories fakes = {ktFakeDisasm::Create, ktRigCmdSet::Create,
+                                                 ktFakeTarget::CreateEngine};
 
     explicit ktSessionRig(const ktSessionFactories &factories = fakes) : session(host, factories) {
         target.SetRegister(ktRegIp, ip);

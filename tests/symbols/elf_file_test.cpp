@@ -8,9 +8,9 @@
 
 #include "app/log.h"
 #include "session/mem_reader.h"
+#include "support/counting_reader.h"
 #include "support/elf_builder.h"
 #include "support/recording_lines.h"
-#include "support/counting_reader.h"
 
 namespace {
 
@@ -30,7 +30,8 @@ protected:
         return elf.Parse(*reader);
     }
     /// Parses the good file with one field changed.
-    template <class T> bool ParseBent(size_t offset, T value, bool wide = true) {
+    template <class T>
+    bool ParseBent(size_t offset, T value, bool wide = true) {
         ktBytes bent = GoodElf(wide).Build();
         PutField(bent, offset, value);
         return Parse(bent);
@@ -342,8 +343,9 @@ TEST_F(ElfFile, SymbolsOfARelocatableObject) {
     EXPECT_EQ(AddressOf(1), 0x400010u); // valid, and so it is called invalid
     EXPECT_EQ(AddressOf(ktElfIndexCommon), 0x10u);
     EXPECT_EQ(AddressOf(ktElfIndexExtended), 0x10u);
-    EXPECT_EQ(log.lines, (std::vector<std::string>{"Invalid section index 1", "Can't process ELF_SYM_SHN_COMMON",
-                                                   "Can't process ELF_SYM_SHN_XINDEX"}));
+    EXPECT_EQ(log.lines,
+              (std::vector<std::string>{"Invalid section index 1", "Can't process ELF_SYM_SHN_COMMON",
+                                        "Can't process ELF_SYM_SHN_XINDEX"}));
 }
 
 TEST_F(ElfFile, RebaseMovesEveryAddress) {

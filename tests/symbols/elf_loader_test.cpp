@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <string>
 
+#include "support/counting_reader.h"
 #include "support/elf_builder.h"
 #include "support/load_fixture.h"
-#include "support/counting_reader.h"
 
 namespace {
 
@@ -293,7 +293,8 @@ TEST_F(ElfLoader, ThreeHundredThousandFunctionsTakeWellBelowASecond) {
     ktElfBuilder elf;
     elf.AddSegment(0x400000, ktBytes(16), 0x10000);
     elf.AddFile();
-    for (uint32_t i = 0; i < 300000; ++i) elf.AddFunction("function_" + std::to_string(i), 0x400000 + i * 16ull);
+    for (uint32_t i = 0; i < 300000; ++i)
+        elf.AddFunction("function_" + std::to_string(i), 0x400000 + i * 16ull);
     elf.AddFile();
     elf.AddSymbolTable();
     const ktBytes bytes = elf.Build();

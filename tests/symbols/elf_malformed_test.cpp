@@ -4,17 +4,17 @@
 #include <functional>
 #include <string>
 
+#include "support/counting_reader.h"
 #include "support/elf_builder.h"
 #include "support/load_fixture.h"
-#include "support/counting_reader.h"
 #include "symbols/elf/elf_file.h"
 
 namespace {
 
 constexpr uint64_t allOnes = ~uint64_t(0);
-constexpr uint64_t bentValues[] = {0,          1,           0x7F,       0x7FFFFFFF,          0x80000000, 0xFFFFFFFF,
-                                   0x100000000, 0x100001000, 0x400000000000, 0x7FFFFFFFFFFFFFFF, allOnes - 0xFFF,
-                                   allOnes};
+constexpr uint64_t bentValues[] = {
+    0,           1,           0x7F,           0x7FFFFFFF,         0x80000000,      0xFFFFFFFF,
+    0x100000000, 0x100001000, 0x400000000000, 0x7FFFFFFFFFFFFFFF, allOnes - 0xFFF, allOnes};
 
 class ElfMalformed : public testing::Test, protected ktLoadFixture {
 protected:
@@ -100,7 +100,8 @@ TEST_F(ElfMalformed, EveryHeaderFieldBent) {
                         ktBytes bent = whole;
                         PutBytes(bent, offset, value, width);
                         LoadEveryWay(bent);
-                        if (HasFailure()) FAIL() << "offset " << offset << " width " << width << " value " << value;
+                        if (HasFailure())
+                            FAIL() << "offset " << offset << " width " << width << " value " << value;
                     }
                 }
             }

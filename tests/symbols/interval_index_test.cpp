@@ -1,14 +1,14 @@
 #include "symbols/interval_index.h"
 
-#include "symbols/lazy_interval_index.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <random>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "symbols/lazy_interval_index.h"
 
 namespace {
 

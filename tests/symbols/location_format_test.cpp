@@ -89,7 +89,8 @@ TEST_F(LocationFormat, TypeHasNoOffset) {
     EXPECT_EQ(format.offsetText, "");
     EXPECT_EQ(Text({0x101010, module, unit, function, type}, 31), "kernel!main.c|start#point");
     EXPECT_EQ(Text({0x101010, nullptr, nullptr, nullptr, type}, 17), "point");
-    EXPECT_EQ(Text({0x101010, module, unit, nullptr, type}, 15), "kernel!main.c+0x10"); // bit 16 not asked for
+    EXPECT_EQ(Text({0x101010, module, unit, nullptr, type}, 15),
+              "kernel!main.c+0x10"); // bit 16 not asked for
 }
 
 TEST_F(LocationFormat, PartWithoutANameIsPassedOver) {

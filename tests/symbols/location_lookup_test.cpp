@@ -112,7 +112,8 @@ TEST_F(LocationLookup, ResultsAreAppended) {
 
 TEST_F(LocationLookup, FilledListGetsNoPlaceWithoutAFunction) {
     ASSERT_TRUE(Find(0x102010));
-    ASSERT_TRUE(FindByAddress(space, results, 0x101180)); // module only: nothing is added, the list is not empty
+    ASSERT_TRUE(
+        FindByAddress(space, results, 0x101180)); // module only: nothing is added, the list is not empty
     EXPECT_EQ(results.size(), 1u);
     EXPECT_TRUE(FindByAddress(space, results, 0x5)); // nothing at all, and still true
     EXPECT_EQ(results.size(), 1u);

@@ -1,16 +1,16 @@
 #include "symbols/module.h"
 
-#include "support/allocation_count.h"
-#include "symbols/comp_unit.h"
-#include "symbols/function.h"
-#include "symbols/symbol_factory.h"
-
-#include <gtest/gtest.h>
-
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/allocation_count.h"
+#include "symbols/comp_unit.h"
+#include "symbols/function.h"
+#include "symbols/symbol_factory.h"
 
 namespace {
 
@@ -113,7 +113,8 @@ TEST(ModuleLookUp, IsThatOfAWalk) {
         const uint64_t origin = seed % 5 ? 0x1000 : top - 300;
         const auto add = [&] {
             ktRef<ktCompUnit> unit(factory.CreateCompUnit());
-            for (size_t i = random() % 4; i > 0; --i) unit->ranges.Add(origin + random() % space, random() % 50);
+            for (size_t i = random() % 4; i > 0; --i)
+                unit->ranges.Add(origin + random() % space, random() % 50);
             ASSERT_TRUE(module->AddCompUnit(unit.Get()));
         };
         const auto expectWalk = [&] {
@@ -126,7 +127,8 @@ TEST(ModuleLookUp, IsThatOfAWalk) {
                         const uint64_t address = origin + offset;
                         isInside |= address >= range.start && address - range.start < range.size;
                     }
-                    if (isInside && origin + offset >= unit->ranges.Low() && origin + offset <= unit->ranges.High()) {
+                    if (isInside && origin + offset >= unit->ranges.Low() &&
+                        origin + offset <= unit->ranges.High()) {
                         wanted.push_back(unit);
                     }
                 }

@@ -1,14 +1,14 @@
 #include "symbols/object.h"
 
-#include "symbols/symbol_factory.h"
-#include "symbols/types.h"
-
-#include <gtest/gtest.h>
-
 #include <cstddef>
 #include <new>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "symbols/symbol_factory.h"
+#include "symbols/types.h"
 
 namespace {
 

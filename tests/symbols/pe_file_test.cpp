@@ -6,8 +6,8 @@
 #include <string>
 
 #include "session/mem_reader.h"
-#include "support/pe_builder.h"
 #include "support/counting_reader.h"
+#include "support/pe_builder.h"
 
 namespace {
 
@@ -176,10 +176,12 @@ TEST_F(PeFile, ASectionWhoseFilePlaceLiesBeyondTheImageIsSkipped) {
 TEST_F(PeFile, ASectionThatDoesNotFitTheImageIsSkipped) {
     ktPeBuilder builder = GoodPe();
     ktBytes bent = builder.Build();
-    PutField<uint32_t>(bent, builder.SectionAt(0) + offsetof(ktPeSectionHeader, virtualAddress), 0x4000 - 0x1FF);
+    PutField<uint32_t>(bent, builder.SectionAt(0) + offsetof(ktPeSectionHeader, virtualAddress),
+                       0x4000 - 0x1FF);
     ASSERT_TRUE(Parse(bent));
     EXPECT_EQ(ImageByte(0x3FFF), 0);
-    PutField<uint32_t>(bent, builder.SectionAt(0) + offsetof(ktPeSectionHeader, virtualAddress), 0x4000 - 0x200);
+    PutField<uint32_t>(bent, builder.SectionAt(0) + offsetof(ktPeSectionHeader, virtualAddress),
+                       0x4000 - 0x200);
     ASSERT_TRUE(Parse(bent));
     EXPECT_EQ(ImageByte(0x3FFF), 0x90);
 }

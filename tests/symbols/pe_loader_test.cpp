@@ -5,9 +5,9 @@
 #include <cstddef>
 
 #include "platform/file.h"
+#include "support/counting_reader.h"
 #include "support/load_fixture.h"
 #include "support/pe_builder.h"
-#include "support/counting_reader.h"
 
 namespace {
 
@@ -102,7 +102,9 @@ TEST_F(PeLoader, TargetMemoryNeedsNoPagesAndIsNotMoved) {
 TEST_F(PeLoader, ALocatorChangesNothingAsLongAsItsFilesCannotBeRead) {
     class Locator final : public ktSymbolLocator {
     public:
-        bool LocatePdb(const uint8_t (&)[16], uint32_t, const char *, std::string &) override { return false; }
+        bool LocatePdb(const uint8_t (&)[16], uint32_t, const char *, std::string &) override {
+            return false;
+        }
     } locator;
     request.symbolLocator = &locator;
     ASSERT_TRUE(LoadPeBytes(GoodPe().Build()));

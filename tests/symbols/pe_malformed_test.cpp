@@ -3,16 +3,16 @@
 #include <chrono>
 #include <cstddef>
 
+#include "support/counting_reader.h"
 #include "support/load_fixture.h"
 #include "support/pe_builder.h"
-#include "support/counting_reader.h"
 #include "symbols/pe/pe_file.h"
 
 namespace {
 
 constexpr uint64_t allOnes = ~uint64_t(0);
-constexpr uint64_t bentValues[] = {0,     1,      2,      7,          8,          27,         28,
-                                   0x7F,  0x1000, 0x3FFF, 0x4000,     0x4001,     0xFFFF,     0x10000,
+constexpr uint64_t bentValues[] = {0,         1,          2,          7,          8,          27,     28,
+                                   0x7F,      0x1000,     0x3FFF,     0x4000,     0x4001,     0xFFFF, 0x10000,
                                    0xFFFFFF8, 0x7FFFFFFF, 0x80000000, 0xFFFFF000, 0xFFFFFFFF, allOnes};
 
 class PeMalformed : public testing::Test, protected ktLoadFixture {
@@ -90,7 +90,8 @@ TEST_F(PeMalformed, EveryFieldBent) {
                         ktBytes bent = whole;
                         PutBytes(bent, offset, value, width);
                         LoadEveryWay(bent);
-                        if (HasFailure()) FAIL() << "offset " << offset << " width " << width << " value " << value;
+                        if (HasFailure())
+                            FAIL() << "offset " << offset << " width " << width << " value " << value;
                     }
                 }
             }

@@ -20,7 +20,8 @@ protected:
         pe = std::make_unique<ktPeFile>();
         ASSERT_TRUE(pe->Parse(reader, true));
     }
-    template <class T> T Word(uint32_t offset) const {
+    template <class T>
+    T Word(uint32_t offset) const {
         T word;
         std::memcpy(&word, pe->image.get() + offset, sizeof(word));
         return word;
@@ -131,7 +132,8 @@ TEST_F(PeRelocate, UnknownTypesChangeNothing) {
 }
 
 TEST_F(PeRelocate, BlockSizesBelowTheirHeaderFail) {
-    for (uint32_t size = 0; size < 8; ++size) EXPECT_FALSE(RelocateWith(Block(0x1000, size, {0x3010}))) << size;
+    for (uint32_t size = 0; size < 8; ++size)
+        EXPECT_FALSE(RelocateWith(Block(0x1000, size, {0x3010}))) << size;
     EXPECT_TRUE(RelocateWith(Block(0x1000, 8)));
     EXPECT_TRUE(RelocateWith(Block(0x1000, 9, {0})));
 }

@@ -1,13 +1,14 @@
 #include "symbols/range_list.h"
 
-#include "symbols/interval_index.h"
-#include "symbols/lazy_interval_index.h"
-
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <list>
 #include <random>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "symbols/interval_index.h"
+#include "symbols/lazy_interval_index.h"
 
 namespace {
 
@@ -202,7 +203,8 @@ TEST(RangeListMerge, TouchingIsMeeting) {
 }
 
 TEST(RangeListMerge, AnElementThatHoldsTheRangeEndsTheWalk) {
-    EXPECT_EQ(Merged({{0x1000, 0x100}, {0x1010, 1}}, {{0x1008, 0x10}}), (Ranges{{0x1000, 0x100}, {0x1010, 1}}));
+    EXPECT_EQ(Merged({{0x1000, 0x100}, {0x1010, 1}}, {{0x1008, 0x10}}),
+              (Ranges{{0x1000, 0x100}, {0x1010, 1}}));
     EXPECT_EQ(Merged({{0x1000, 0x100}}, {{0x1000, 0x100}}), (Ranges{{0x1000, 0x100}}));
     // What stood ahead of it has been treated already.
     EXPECT_EQ(Merged({{0x1010, 1}, {0x1000, 0x100}}, {{0x1008, 0x10}}), (Ranges{{0x1000, 0x100}}));
@@ -365,13 +367,13 @@ TEST_P(RangeListRandom, MergesAsThePlainWalkDoes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Shapes, RangeListRandom,
-    testing::Values(RandomShape{12, 5, 0, 4, 30, 2},             // a handful, all cases at once
-                    RandomShape{40, 12, 0, 12, 40, 5},           // overlaps
-                    RandomShape{30, 30, top - 15, 6, 30, 3},     // around the top
-                    RandomShape{0, 0, 0, 6, 20, 3},              // anything, wrapped ranges by the half
-                    RandomShape{2000, 8, 0, 150, 60, 8},         // long, hardly any overlap
-                    RandomShape{300, 40, 0, 150, 60, 8},         // long, overlaps
-                    RandomShape{60, 4, 0, 200, 40, 70},          // long, many sources, equal elements
+    testing::Values(RandomShape{12, 5, 0, 4, 30, 2},         // a handful, all cases at once
+                    RandomShape{40, 12, 0, 12, 40, 5},       // overlaps
+                    RandomShape{30, 30, top - 15, 6, 30, 3}, // around the top
+                    RandomShape{0, 0, 0, 6, 20, 3},          // anything, wrapped ranges by the half
+                    RandomShape{2000, 8, 0, 150, 60, 8},     // long, hardly any overlap
+                    RandomShape{300, 40, 0, 150, 60, 8},     // long, overlaps
+                    RandomShape{60, 4, 0, 200, 40, 70},      // long, many sources, equal elements
                     RandomShape{400, 200, top - 200, 120, 40, 20}));
 
 TEST(RangeListHolds, IndexAndWalkAgree) {
@@ -381,10 +383,12 @@ TEST(RangeListHolds, IndexAndWalkAgree) {
         const uint64_t origin = seed % 2 ? top - 500 : 0;
         for (size_t i = 0; i < 150; ++i) list.Add(origin + random() % 1000, random() % 12);
         std::vector<bool> walked;
-        for (uint64_t address = origin - 20; address != origin + 1040; ++address) walked.push_back(list.Holds(address));
+        for (uint64_t address = origin - 20; address != origin + 1040; ++address)
+            walked.push_back(list.Holds(address));
         list.Freeze();
         std::vector<bool> indexed;
-        for (uint64_t address = origin - 20; address != origin + 1040; ++address) indexed.push_back(list.Holds(address));
+        for (uint64_t address = origin - 20; address != origin + 1040; ++address)
+            indexed.push_back(list.Holds(address));
         ASSERT_EQ(walked, indexed) << "seed " << seed;
         list.Add(origin + 2000, 1);
         ASSERT_TRUE(list.Holds(origin + 2000) || list.High() < origin + 2000);

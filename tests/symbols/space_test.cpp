@@ -90,14 +90,24 @@ TEST_F(Space, ANameThatWasFreedIsUsedAgain) {
 }
 
 TEST_F(Space, NamesThatTheTrieRefusesAreUniqueAndFoundAllTheSame) {
-    ktModule *first = Add("b\xC3\xBC" "cher");
-    ktModule *second = Add("b\xC3\xBC" "cher");
-    EXPECT_EQ(Names(), "b\xC3\xBC" "cher b\xC3\xBC" "cher_1 ");
-    EXPECT_EQ(space.FindModule("b\xC3\xBC" "cher"), first);
-    EXPECT_EQ(space.FindModule("b\xC3\xBC" "cher_1"), second);
+    ktModule *first = Add("b\xC3\xBC"
+                          "cher");
+    ktModule *second = Add("b\xC3\xBC"
+                           "cher");
+    EXPECT_EQ(Names(), "b\xC3\xBC"
+                       "cher b\xC3\xBC"
+                       "cher_1 ");
+    EXPECT_EQ(space.FindModule("b\xC3\xBC"
+                               "cher"),
+              first);
+    EXPECT_EQ(space.FindModule("b\xC3\xBC"
+                               "cher_1"),
+              second);
     EXPECT_EQ(space.ModuleNames().KeyCount(), 0u);
     space.RemoveModule(first);
-    EXPECT_EQ(space.FindModule("b\xC3\xBC" "cher"), nullptr);
+    EXPECT_EQ(space.FindModule("b\xC3\xBC"
+                               "cher"),
+              nullptr);
 }
 
 TEST_F(Space, AnEmptyNameIsAName) {

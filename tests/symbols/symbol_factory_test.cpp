@@ -1,5 +1,12 @@
 #include "symbols/symbol_factory.h"
 
+#include <algorithm>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include "symbols/comp_unit.h"
 #include "symbols/func_arg.h"
 #include "symbols/function.h"
@@ -7,13 +14,6 @@
 #include "symbols/named_object.h"
 #include "symbols/types.h"
 #include "symbols/variable.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -32,7 +32,8 @@ void ExpectCreated(T *(ktSymbolFactory::*create)(), ktObject::Kind kind, const s
     EXPECT_EQ(NameOf(*object), prefix + "_ABCDF");
 }
 
-template <class T> void ExpectTypeKind(T *(ktSymbolFactory::*create)(), ktType::TypeKind kind) {
+template <class T>
+void ExpectTypeKind(T *(ktSymbolFactory::*create)(), ktType::TypeKind kind) {
     ktSymbolFactory factory;
     ktRef<T> type((factory.*create)());
     EXPECT_EQ(type->GetTypeKind(), kind);
@@ -139,7 +140,8 @@ TEST(SymbolFactory, NewObjectsAreZero) {
     ktRef<ktEnumType> enumeration(factory.CreateEnumType());
     EXPECT_TRUE(enumeration->underlying.IsNone());
     EXPECT_EQ(enumeration->encoding, 0u);
-    EXPECT_EQ(enumeration->size | enumeration->byteStride | enumeration->bitSize | enumeration->bitStride, 0u);
+    EXPECT_EQ(enumeration->size | enumeration->byteStride | enumeration->bitSize | enumeration->bitStride,
+              0u);
     ktRef<ktRangeType> range(factory.CreateRangeType());
     EXPECT_TRUE(range->lower == 0 && range->upper == 0 && range->indexType.IsNone());
 }

@@ -1,16 +1,16 @@
 #include "symbols/types.h"
 
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include "app/log.h"
 #include "support/recording_lines.h"
 #include "symbols/func_arg.h"
 #include "symbols/function.h"
 #include "symbols/symbol_factory.h"
 #include "symbols/variable.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 namespace {
 

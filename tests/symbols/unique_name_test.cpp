@@ -1,12 +1,12 @@
 #include "symbols/unique_name.h"
 
-#include "symbols/name_index.h"
-
-#include <gtest/gtest.h>
-
 #include <map>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "symbols/name_index.h"
 
 namespace {
 
@@ -97,7 +97,8 @@ TEST(UniqueNames, ForgettingChangesNoResult) {
 
 TEST(NameIndex, FindsThePlacesOfNames) {
     std::vector<std::string> names;
-    for (int i = 0; i < 3000; ++i) names.push_back("name" + std::string(static_cast<size_t>(i % 40), 'x') + std::to_string(i));
+    for (int i = 0; i < 3000; ++i)
+        names.push_back("name" + std::string(static_cast<size_t>(i % 40), 'x') + std::to_string(i));
     names.push_back("");
     const auto nameAt = [&names](uint32_t place) { return names[place].c_str(); };
     ktNameIndex index;

@@ -6,8 +6,7 @@
 
 namespace {
 
-constexpr char description[] =
-    "Runs SableDbg command lines without windows and prints what they print.";
+constexpr char description[] = "Runs SableDbg command lines without windows and prints what they print.";
 
 constexpr char footer[] = R"(Lines come from the -x options, then from the scripts in order, then, when
 no script is given, from standard input ("-" names it among the scripts).
@@ -32,7 +31,8 @@ ktBatchStart ParseBatchOptions(int argc, const char *const *argv, ktBatchOptions
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
-    parser.add_option("SCRIPT", options.scripts, "Files of command lines; - is standard input")->type_name("");
+    parser.add_option("SCRIPT", options.scripts, "Files of command lines; - is standard input")
+        ->type_name("");
     parser.add_flag("--echo", options.echo, "Print \"> LINE\" before running a line");
     parser.add_flag("--status", options.status, "Print \"[N]\" after each line, N the status it ended with");
     parser.add_flag("--log", options.log, "Print new lines of the log as \"log: TEXT\"");

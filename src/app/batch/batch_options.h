@@ -7,8 +7,8 @@
 /// Exit codes of the batch program.
 enum ktBatchExit : int {
     ktBatchDone = 0,
-    ktBatchStopped = 1,     ///< --stop-on-error met a failing line, or start-up failed
-    ktBatchBadUsage = 2,    ///< unusable arguments or scripts
+    ktBatchStopped = 1,  ///< --stop-on-error met a failing line, or start-up failed
+    ktBatchBadUsage = 2, ///< unusable arguments or scripts
     ktBatchTimedOut = 3,
 };
 

@@ -23,13 +23,9 @@ constexpr uint32_t pollMilliseconds = 1;
 
 std::atomic<bool> interrupted{false};
 
-void OnInterrupt() {
-    interrupted.store(true, std::memory_order_relaxed);
-}
+void OnInterrupt() { interrupted.store(true, std::memory_order_relaxed); }
 
-bool TakeInterrupt() {
-    return interrupted.exchange(false, std::memory_order_relaxed);
-}
+bool TakeInterrupt() { return interrupted.exchange(false, std::memory_order_relaxed); }
 
 /// Splits "WORD REST" at blanks.
 void SplitDirective(const std::string &line, std::string &word, std::string &rest) {

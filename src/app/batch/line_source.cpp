@@ -75,6 +75,4 @@ bool ktLineSource::ReadStandardInput(std::string &line) {
     return true;
 }
 
-std::string ktLineSource::Place() const {
-    return name + ":" + std::to_string(lineNumber);
-}
+std::string ktLineSource::Place() const { return name + ":" + std::to_string(lineNumber); }

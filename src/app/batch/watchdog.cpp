@@ -37,9 +37,7 @@ bool ktWatchdog::Disarm() {
     return passed;
 }
 
-void ktWatchdog::Run(void *self) {
-    static_cast<ktWatchdog *>(self)->Watch();
-}
+void ktWatchdog::Run(void *self) { static_cast<ktWatchdog *>(self)->Watch(); }
 
 void ktWatchdog::Watch() {
     for (;;) {

@@ -15,9 +15,7 @@ void OnSignal(int) {
 
 } // namespace
 
-bool StandardInputIsTerminal() {
-    return isatty(STDIN_FILENO) != 0;
-}
+bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) != 0; }
 
 void SetInterruptHandler(void (*handler)()) {
     interruptHandler.store(handler, std::memory_order_relaxed);
@@ -28,6 +26,4 @@ void SetInterruptHandler(void (*handler)()) {
     sigaction(SIGINT, &action, nullptr);
 }
 
-void ExitProcessNow(int code) {
-    std::_Exit(code);
-}
+void ExitProcessNow(int code) { std::_Exit(code); }

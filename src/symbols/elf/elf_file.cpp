@@ -44,14 +44,16 @@ ktElfSymbol Widen(const ktElf32Symbol &narrow) {
     return {narrow.name, narrow.info, narrow.other, narrow.shndx, narrow.value, narrow.size};
 }
 
-template <class T> T Load(const uint8_t *bytes) {
+template <class T>
+T Load(const uint8_t *bytes) {
     T record;
     std::memcpy(&record, bytes, sizeof(record));
     return record;
 }
 
 /// Record `index` of a table of Wide records, or of Narrow ones that are converted.
-template <class Wide, class Narrow> Wide LoadRecord(const uint8_t *table, uint64_t index, bool is64) {
+template <class Wide, class Narrow>
+Wide LoadRecord(const uint8_t *table, uint64_t index, bool is64) {
     if (is64) return Load<Wide>(table + index * sizeof(Wide));
     return Widen(Load<Narrow>(table + index * sizeof(Narrow)));
 }
@@ -63,7 +65,8 @@ bool IsSupported(const ktElfHeader &header, bool is64) {
     if (header.ident[ktElfIdentVersion] != ktElfVersionCurrent) return false;
     if (is64) {
         return header.machine == ktElfMachineX64 && header.ehsize == sizeof(ktElfHeader) &&
-               HasSize(header.phentsize, sizeof(ktElfSegment)) && HasSize(header.shentsize, sizeof(ktElfSection));
+               HasSize(header.phentsize, sizeof(ktElfSegment)) &&
+               HasSize(header.shentsize, sizeof(ktElfSection));
     }
     return header.machine == ktElfMachineI386 && header.ehsize == sizeof(ktElf32Header) &&
            HasSize(header.phentsize, sizeof(ktElf32Segment)) &&

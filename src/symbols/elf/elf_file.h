@@ -55,8 +55,8 @@ public:
     bool IsImageSegment(const ktElfSegment &segment) const;
     /// Copies `size` file bytes of a segment from `offset` on; false outside of its `byteCount` bytes.
     bool ReadSegment(const Segment &segment, uint32_t offset, void *buffer, uint32_t size);
-    /// The bytes of a section, valid until Clear. Empty for an unknown index, for a section without bytes, and
-    /// when they cannot be had.
+    /// The bytes of a section, valid until Clear. Empty for an unknown index, for a section without bytes,
+    /// and when they cannot be had.
     std::span<const uint8_t> SectionBytes(uint64_t index);
     /// Index of the first section of exactly that name, or 0. Section 0 has none.
     uint32_t FindSection(std::string_view name);
@@ -73,12 +73,12 @@ public:
     ktElfHeader header = {};
     std::vector<Segment> segments;
     std::vector<Section> sections;
-    uint16_t symbolSection = 0;  ///< index, 0 for none
-    uint16_t stringSection = 0;  ///< index, 0 for none
+    uint16_t symbolSection = 0; ///< index, 0 for none
+    uint16_t stringSection = 0; ///< index, 0 for none
     uint64_t symbolCount = 0;
-    uint64_t lowAddress = 0;     ///< lowest address of the image's segments
-    uint64_t imageSize = 0;      ///< multiple of 4096
-    uint64_t bias = 0;           ///< added to symbol values
+    uint64_t lowAddress = 0; ///< lowest address of the image's segments
+    uint64_t imageSize = 0;  ///< multiple of 4096
+    uint64_t bias = 0;       ///< added to symbol values
 
 private:
     bool ReadHeader();

@@ -67,8 +67,7 @@ uint32_t UsableDirectories(const ktPeNtHeaders &headers, uint32_t fixedSize) {
 bool ktPeFile::Parse(DataReader &reader, bool copyImage) {
     source = &reader;
     start = reader.GetPosition();
-    const bool good =
-        ReadHeaders() && ReadSections() && (!copyImage || CopyImage()) && ReadDebugDirectory();
+    const bool good = ReadHeaders() && ReadSections() && (!copyImage || CopyImage()) && ReadDebugDirectory();
     source = nullptr;
     return good;
 }
@@ -98,7 +97,8 @@ bool ktPeFile::ReadHeaders() {
         dataDirCount = UsableDirectories(ntHeaders, offsetof(ktPeOptionalHeader64, dataDirectory));
     } else if (narrow.optional.magic == ktPeMagic32) {
         const uint32_t optionalSize = std::max<uint32_t>(narrow.file.sizeOfOptionalHeader, sizeof(uint16_t));
-        const uint32_t rest = std::min<uint32_t>(optionalSize, sizeof(narrow.optional)) - uint32_t(sizeof(uint16_t));
+        const uint32_t rest =
+            std::min<uint32_t>(optionalSize, sizeof(narrow.optional)) - uint32_t(sizeof(uint16_t));
         if (!ReadAt(ntOffset + magicEnd, reinterpret_cast<uint8_t *>(&narrow) + magicEnd, rest)) return false;
         Widen(narrow, ntHeaders);
         dataDirCount = UsableDirectories(ntHeaders, offsetof(ktPeOptionalHeader32, dataDirectory));
@@ -115,8 +115,10 @@ bool ktPeFile::ReadHeaders() {
 bool ktPeFile::ReadSections() {
     sectionCount = ntHeaders.file.numberOfSections;
     sectionHeaders.resize(sectionCount);
-    const uint64_t table = uint64_t(dosHeader.newHeader) + optionalOffset + ntHeaders.file.sizeOfOptionalHeader;
-    if (!ReadAt(table, sectionHeaders.data(), uint32_t(sectionCount * sizeof(ktPeSectionHeader)))) return false;
+    const uint64_t table =
+        uint64_t(dosHeader.newHeader) + optionalOffset + ntHeaders.file.sizeOfOptionalHeader;
+    if (!ReadAt(table, sectionHeaders.data(), uint32_t(sectionCount * sizeof(ktPeSectionHeader))))
+        return false;
     sectionNames.reserve(sectionCount);
     for (const ktPeSectionHeader &section : sectionHeaders) {
         const char *end = std::find(section.name, section.name + sizeof(section.name), '\0');
@@ -189,8 +191,7 @@ bool ktPeFile::ReadDebugDirectoryOfImage(const ktPeDataDirectory &directory) {
 }
 
 bool ktPeFile::ReadDebugDirectoryOfTarget(const ktPeDataDirectory &directory) {
-    const uint32_t count =
-        std::min(directory.size / uint32_t(sizeof(ktPeDebugEntry)), maxTargetDebugEntries);
+    const uint32_t count = std::min(directory.size / uint32_t(sizeof(ktPeDebugEntry)), maxTargetDebugEntries);
     for (uint64_t i = 0; i < count; ++i) {
         const uint64_t offset = directory.virtualAddress + i * sizeof(ktPeDebugEntry);
         if (!IsInImage(offset, sizeof(ktPeDebugEntry))) break;

@@ -7,7 +7,8 @@
 namespace {
 
 /// Adds to the word at `target`, which may lie anywhere; one that is not whole inside the image stays.
-template <class Word> void AddToWord(ktPeFile &pe, uint64_t target, uint64_t addition) {
+template <class Word>
+void AddToWord(ktPeFile &pe, uint64_t target, uint64_t addition) {
     if (!pe.IsInImage(target, sizeof(Word))) return;
     Word word;
     std::memcpy(&word, pe.image.get() + target, sizeof(word));
