@@ -88,9 +88,9 @@ void AddFunctions(benchmark::State &state, const Layout &layout, uint64_t nameCo
 }
 
 #define KT_ADD_BENCHMARK(title, layout, nameCount)                                                           \
-    BENCHMARK_CAPTURE(AddFunctions, title / scanned, layout, nameCount, false)                               \
+    BENCHMARK_CAPTURE(AddFunctions, title##_scanned, layout, nameCount, false)                               \
         ->Unit(benchmark::kMillisecond);                                                                     \
-    BENCHMARK_CAPTURE(AddFunctions, title / indexed, layout, nameCount, true)->Unit(benchmark::kMillisecond)
+    BENCHMARK_CAPTURE(AddFunctions, title##_indexed, layout, nameCount, true)->Unit(benchmark::kMillisecond)
 
 KT_ADD_BENCHMARK(apart, Apart(), functionCount);
 KT_ADD_BENCHMARK(touching, Touching(), functionCount);

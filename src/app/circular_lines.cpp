@@ -30,6 +30,17 @@ const char *ktCircularLines::LineAt(uint64_t index) const {
 
 const char *ktCircularLines::GetLine(uint64_t index) const {
     ktLockGuard guard(lock.access);
+    return HandOut(index);
+}
+
+const char *ktCircularLines::GetAddedLine(uint64_t number) const {
+    ktLockGuard guard(lock.access);
+    const uint64_t gone = addedCount - lineCount;
+    return number < gone ? nullptr : HandOut(number - gone);
+}
+
+/// Line `index` for somebody outside, under `access`.
+const char *ktCircularLines::HandOut(uint64_t index) const {
     if (index >= lineCount) return nullptr;
     const char *line = LineAt(index);
     // Any line may be overwritten while a view walks over it, so the view gets a copy.

@@ -9,7 +9,7 @@
 /// A line store of fixed size whose new lines overwrite the oldest ones.
 ///
 /// A line that GetLine returns lives until the caller gives up the store's lock. A caller that
-/// does not hold it must be sure that nobody appends before it is done with the line.
+/// does not hold it must be sure that nobody else uses the store before it is done with the line.
 class ktCircularLines final : public ktLines {
 public:
     static constexpr uint64_t capacity = 0x100000; ///< bytes of text, terminators included
@@ -23,6 +23,8 @@ public:
     bool Reserve();
     /// Lines added since the store was made, those that are gone by now included.
     uint64_t GetAddedCount() const;
+    /// Line `number` of all that were ever added, from 0; null when it is gone or not there yet.
+    const char *GetAddedLine(uint64_t number) const;
 
     uint64_t GetLineCount() const override;
     const char *GetLine(uint64_t index) const override;
@@ -41,6 +43,7 @@ private:
     void StartNewLap();
     void ReplaceLines(uint64_t need);
     const char *LineAt(uint64_t index) const;
+    const char *HandOut(uint64_t index) const;
     char *CopyLines() const;
     char *CopyBlock() const;
 

@@ -9,7 +9,8 @@ public:
     virtual ~ktLines() = default;
     virtual uint64_t GetLineCount() const = 0;
     /// Line `index`, 0 being the oldest; null past the end. Valid until the caller gives up the store's
-    /// lock; for a caller that does not hold it, until the next line is added. Never across a Clear.
+    /// lock, and never across a Clear. A caller that does not hold the lock may look at the line only while
+    /// no other thread uses the store, and until the next line is added.
     virtual const char *GetLine(uint64_t index) const = 0;
     /// Appends one line (NUL-terminated, copied). False when it could not be stored.
     virtual bool AddLine(const char *text) = 0;

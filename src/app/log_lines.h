@@ -9,7 +9,7 @@
 /// A line store that grows: all text in one buffer, each line terminated.
 ///
 /// A line that GetLine returns lives until the caller gives up the store's lock. A caller that
-/// does not hold it must be sure that nobody appends before it is done with the line.
+/// does not hold it must be sure that nobody else uses the store before it is done with the line.
 class ktLogLines final : public ktLines {
 public:
     static constexpr uint64_t growth = 0x80000; ///< bytes by which the buffer grows

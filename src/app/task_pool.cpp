@@ -22,6 +22,12 @@ constexpr uint32_t lastTaskNumber = 0xFFFFFFFF;
 // moment at which it is neither queued nor covered by activeCount, even right after Start, when a
 // worker that has not counted itself yet leaves the task in the queue.
 struct ktTaskPool::State {
+    /// One thread that waits for an idle pool. Each has a signal of its own, so that none takes another's.
+    struct IdleWaiter {
+        ktSemaphore seen{0, 1};
+        IdleWaiter *next = nullptr;
+    };
+
     explicit State(uint32_t lastId) : lastTaskId(lastId) {}
 
     void RunWorker();
@@ -50,8 +56,7 @@ struct ktTaskPool::State {
     std::atomic<uint32_t> lastTaskId;
     std::atomic<bool> stopRequested{false};
     std::atomic<bool> idsExhausted{false};
-    uint32_t idleWaiters = 0; // threads that wait for idleSeen, under the lock
-    ktSemaphore idleSeen{0, ~uint32_t(0)};
+    IdleWaiter *idleWaiters = nullptr; // under the lock
 };
 
 void ktTaskPool::State::RunWorker() {
@@ -104,20 +109,25 @@ void ktTaskPool::State::RunTask(ktTask *task, uint32_t id, uint32_t index) {
 void ktTaskPool::State::LowerActive() {
     if (activeCount.fetch_sub(1) != 1) return;
     ktLockGuard guard(lock);
-    if (idleWaiters == 0 || !IsIdle()) return;
-    idleSeen.Release(idleWaiters);
-    idleWaiters = 0;
+    if (!IsIdle()) return;
+    while (IdleWaiter *waiter = idleWaiters) {
+        idleWaiters = waiter->next;
+        waiter->seen.Release();
+    }
 }
 
 bool ktTaskPool::State::IsIdle() const { return activeCount == 0 && queue.empty(); }
 
 void ktTaskPool::State::WaitUntilIdle() {
+    IdleWaiter self;
     {
         ktLockGuard guard(lock);
         if (IsIdle()) return;
-        ++idleWaiters;
+        self.next = idleWaiters;
+        idleWaiters = &self;
     }
-    idleSeen.Wait();
+    self.seen.Wait();
+    ktLockGuard guard(lock); // who signalled holds it until it is done with `self`
 }
 
 bool ktTaskPool::State::Submit(ktTask *task, uint32_t &id) {

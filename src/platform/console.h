@@ -1,7 +1,8 @@
 #pragma once
 
-/// True when the process's standard input is a terminal.
+/// True when the process's standard input, or standard error, is a terminal.
 bool StandardInputIsTerminal();
+bool StandardErrorIsTerminal();
 
 /// Calls `handler` whenever the user interrupts the process (Ctrl+C) instead of ending it; null
 /// restores the default. The handler runs in signal context: it may only store to atomics.

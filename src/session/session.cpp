@@ -102,14 +102,17 @@ bool ktSession::InstallCommands() {
 }
 
 void ktSession::Disconnect() {
+    EndQueuedCommands(); // `connect` may be among them: it opens the road for events when it is done
     SetEvents(Events::dropped);
-    if (sessionCmdSet && cmdProcessor) {
-        // A queued command of the set that goes, or one that an event queued a moment ago.
-        cmdProcessor->CancelRunning();
-        cmdProcessor->Worker().WaitUntilIdle();
-    }
+    EndQueuedCommands(); // what the last event queued
     TearDown();
     retiredCmdSet.reset();
+}
+
+void ktSession::EndQueuedCommands() {
+    if (!cmdProcessor || !cmdProcessor->IsBusy()) return;
+    cmdProcessor->CancelRunning();
+    cmdProcessor->Worker().WaitUntilIdle();
 }
 
 void ktSession::TearDown() {

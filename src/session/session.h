@@ -106,6 +106,7 @@ private:
     std::unique_ptr<ktDbgEng> CreateEngine(uint32_t type, uint32_t transport, const char *address);
     bool CreateMembers();
     bool InstallCommands();
+    void EndQueuedCommands();
     void TearDown();
     void RetireCommands();
     void SetEvents(Events newEvents);

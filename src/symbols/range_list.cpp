@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 
 #include "symbols/lazy_interval_index.h"
 #include "symbols/range_fold.h"

@@ -430,3 +430,22 @@ TEST(CircularLines, AReaderSeesWholeLinesWhileTheyAreOverwritten) {
     EXPECT_GT(walked, 0u);
     EXPECT_EQ(lines->GetAddedCount(), 20000u);
 }
+
+TEST(CircularLines, AddedLinesAreFoundByTheirNumberUntilTheyAreOverwritten) {
+    ktCircularLines lines;
+    ASSERT_TRUE(lines.Reserve());
+    EXPECT_EQ(lines.GetAddedLine(0), nullptr);
+    const std::string filler(ktCircularLines::capacity / 4 - 1, 'x');
+    for (int i = 0; i < 6; ++i) ASSERT_TRUE(lines.AddLine((std::to_string(i) + filler).substr(0, filler.size()).c_str()));
+    const uint64_t gone = lines.GetAddedCount() - lines.GetLineCount();
+    EXPECT_GT(gone, 0u);
+    for (uint64_t number = 0; number < 8; ++number) {
+        const char *line = lines.GetAddedLine(number);
+        ASSERT_EQ(line != nullptr, number >= gone && number < 6) << number;
+        if (line) {
+            EXPECT_EQ(line[0], static_cast<char>('0' + number));
+        }
+    }
+    lines.Clear();
+    EXPECT_EQ(lines.GetAddedLine(5), nullptr);
+}

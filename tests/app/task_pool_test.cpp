@@ -369,6 +369,33 @@ TEST(TaskPool, SeveralThreadsMayWaitUntilIdle) {
     EXPECT_FALSE(pool.IsBusy());
 }
 
+TEST(TaskPool, NoWaiterReturnsBeforeItsOwnTaskHasRun) {
+    ktTaskPool pool;
+    ASSERT_TRUE(pool.Start(1));
+    std::atomic<int> early{0};
+    const auto submitAndWait = [&] {
+        for (int round = 0; round < 20000; ++round) {
+            std::atomic<bool> ran{false};
+            ktTask task = MakeTask(
+                [](ktTask *self) -> uint64_t {
+                    *reinterpret_cast<std::atomic<bool> *>(self->args[0]) = true;
+                    return 0;
+                },
+                &ran);
+            if (!pool.Submit(&task, nullptr)) ++early;
+            pool.WaitUntilIdle();
+            if (ran) continue;
+            ++early;
+            while (!ran) YieldThread();
+        }
+    };
+    std::thread first(submitAndWait);
+    std::thread second(submitAndWait);
+    first.join();
+    second.join();
+    EXPECT_EQ(early, 0);
+}
+
 TEST(TaskPool, WaitUntilIdleIsPrompt) {
     ktTaskPool pool;
     ASSERT_TRUE(pool.Start(1));

@@ -62,10 +62,11 @@ TEST(DisconnectLine, EventsOnTheWayAreNoTrouble) {
         while (!stop) rig.target.RaiseEvent(1);
     });
     for (int round = 0; round < 20; ++round) {
-        ASSERT_EQ(rig.processor.RunLine("connect sable usb3"), uint32_t{ktCmdQueued});
-        while (!rig.processor.FindCommand("disconnect") || !rig.Published()) YieldThread();
-        EXPECT_EQ(rig.processor.RunLine("disconnect"), 0u);
+        EXPECT_EQ(rig.processor.RunLine("connect sable usb3"), uint32_t{ktCmdQueued});
+        // As soon as the word is known, with `connect` still at work behind it.
+        while (rig.processor.RunLine("disconnect") != ktCmdOk) YieldThread();
         EXPECT_EQ(rig.processor.CurrentSet(), &rig.startupSet);
+        EXPECT_FALSE(rig.processor.IsBusy());
     }
     stop = true;
     events.join();

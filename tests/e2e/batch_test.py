@@ -66,7 +66,17 @@ class Options(unittest.TestCase):
     def test_missing_script_gives_2_and_names_it(self):
         done = batch("/nosuch/script")
         self.assertEqual(done.returncode, 2)
-        self.assertIn("/nosuch/script", done.stderr)
+        self.assertEqual(done.stderr, "sabledbg-batch: /nosuch/script: cannot be opened\n")
+
+    def test_script_that_cannot_be_read_gives_2(self):
+        done = batch("/proc/self/mem")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("cannot be read", done.stderr)
+
+    def test_script_without_line_ends_is_given_up(self):
+        done = batch("/dev/zero")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("too long", done.stderr)
 
     def test_folder_as_script_gives_2(self):
         self.assertEqual(batch("/tmp").returncode, 2)
@@ -83,6 +93,23 @@ class Options(unittest.TestCase):
         self.assertEqual(done.returncode, 0)
         self.assertIn("> help cls", done.stdout)
         self.assertIn("> help q", done.stdout)
+
+    def test_script_with_brackets_in_its_name_is_one_script(self):
+        with tempfile.TemporaryDirectory() as folder:
+            (Path(folder) / "[a,b]").write_text("help nosuch\n")
+            done = batch("--status", "[a,b]", cwd=folder)
+        self.assertEqual((done.stdout, done.returncode, done.stderr), ("[0]\n", 0, ""))
+
+    def test_several_scripts_run_in_order(self):
+        with script_file("help nosuch\n") as first, script_file("nosuch\n") as second:
+            self.assertEqual(batch("--status", first.name, second.name, first.name).stdout, "[0]\n[3]\n[0]\n")
+
+    def test_lost_output_is_told(self):
+        with open("/dev/full", "w") as full:
+            done = subprocess.run([BATCH, "-x", "help"], stdin=subprocess.DEVNULL, stdout=full,
+                                  stderr=subprocess.PIPE, text=True, timeout=TIME_LIMIT_SECONDS)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("output", done.stderr)
 
     def test_status_of_a_queued_command_is_that_of_its_run(self):
         done = batch("-x", "connect static local", "-x", "lmf /etc/passwd", "--status")
@@ -126,8 +153,8 @@ class Input(unittest.TestCase):
         self.assertEqual(batch("--echo", stdin="q now\nhelp\n").stdout, "> q now\n")
 
     def test_empty_line_has_status_3_and_is_no_error(self):
-        done = batch("--status", "--stop-on-error", stdin="\nhelp nosuch\n")
-        self.assertEqual((done.stdout, done.returncode), ("[3]\n[0]\n", 0))
+        done = batch("--status", "--stop-on-error", stdin="\n  \nhelp nosuch\n")
+        self.assertEqual((done.stdout, done.returncode), ("[3]\n[3]\n[0]\n", 0))
 
     def test_very_long_line_is_refused_not_fatal(self):
         done = batch("--status", stdin="connect static local\neval " + "1" * 1000000 + "\neval 1\n")
@@ -167,6 +194,9 @@ class Directives(unittest.TestCase):
         self.assertEqual(done.returncode, 3)
         self.assertNotIn("> eval 1", done.stdout)
         self.assertLess(time.monotonic() - start, 5)
+
+    def test_blanks_of_both_kinds_stand_between_a_directive_and_its_number(self):
+        self.assertEqual(batch(stdin=".sleep\t5 \n.sleep   5\n").returncode, 0)
 
     def test_cancel_with_nothing_running_does_nothing(self):
         self.assertEqual(batch(stdin=".cancel\n").returncode, 0)
@@ -213,7 +243,57 @@ class Interrupt(unittest.TestCase):
             self.test_sigint_cancels_the_running_command_and_goes_on()
 
 
+    def interrupt_directive(self, line):
+        process = subprocess.Popen([BATCH, "--echo", "--status"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                   text=True)
+        process.stdin.write(line + "\n.sleep 1\nhelp nosuch\n")
+        process.stdin.close()
+        self.assertEqual(process.stdout.readline(), f"> {line}\n")
+        start = time.monotonic()
+        time.sleep(0.3)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.stdout.read(), "> .sleep 1\n> help nosuch\n[0]\n")
+        self.assertEqual(process.wait(TIME_LIMIT_SECONDS), 0)
+        self.assertLess(time.monotonic() - start, 10)
+        process.stdout.close()
+
+    def test_sigint_ends_a_sleep_and_goes_on(self):
+        self.interrupt_directive(".sleep 30000")
+
+    def test_sigint_ends_a_wait_and_goes_on(self):
+        self.interrupt_directive(".wait 30000")
+
+
 class Terminal(unittest.TestCase):
+    def test_ctrl_c_at_the_prompt_drops_the_line_and_goes_on(self):
+        child, terminal = pty.fork()
+        if child == 0:
+            os.environ["TERM"] = "vt100"
+            os.execv(BATCH, [BATCH])
+        seen = b""
+
+        def read_until(text):
+            nonlocal seen
+            while text not in seen:
+                seen += os.read(terminal, 4096)
+            seen = seen[seen.index(text) + len(text):]
+
+        read_until(b"sable> ")
+        os.write(terminal, b"connect static local\n")
+        read_until(b"local\r\n")
+        read_until(b"sable> ")
+        os.write(terminal, b"eval 7")
+        read_until(b"eval 7")
+        os.write(terminal, b"\x03")
+        read_until(b"sable> ")
+        os.write(terminal, b"eval 5\n")
+        read_until(b"\r\n5\r\n")
+        read_until(b"sable> ")
+        os.write(terminal, b"q\n")
+        _, status = os.waitpid(child, 0)
+        os.close(terminal)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 0)
+
     def test_terminal_gets_a_prompt_and_line_editing(self):
         child, terminal = pty.fork()
         if child == 0:

@@ -94,7 +94,7 @@ TEST_F(ElfMalformed, EveryHeaderFieldBent) {
                                     {small.SectionBytesAt(2), 3 * small.SymbolSize()}};
         for (const auto &[start, size] : tables) {
             for (size_t offset = start; offset < start + size; offset += 2) {
-                for (const size_t width : {2, 4, 8}) {
+                for (const size_t width : {size_t(2), size_t(4), size_t(8)}) {
                     if (offset % width != 0 || offset + width > whole.size()) continue;
                     for (const uint64_t value : bentValues) {
                         ktBytes bent = whole;

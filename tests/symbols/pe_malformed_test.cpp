@@ -84,7 +84,7 @@ TEST_F(PeMalformed, EveryFieldBent) {
                                    {bending.SectionBytesAt(2), whole.size()}};
         for (const auto &[start, end] : areas) {
             for (size_t offset = start; offset + 2 <= end; offset += 2) {
-                for (const size_t width : {2, 4, 8}) {
+                for (const size_t width : {size_t(2), size_t(4), size_t(8)}) {
                     if (offset % width != 0 || offset + width > whole.size()) continue;
                     for (const uint64_t value : bentValues) {
                         ktBytes bent = whole;

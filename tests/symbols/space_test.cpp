@@ -219,6 +219,35 @@ TEST_F(Space, ReadersWalkWhileModulesAreAdded) {
     EXPECT_EQ(space.ModuleCount(), 2000u);
 }
 
+TEST_F(Space, PagesComeAndGoWhileOthersRead) {
+    std::atomic<bool> done{false};
+    std::atomic<uint64_t> hits{0};
+    const std::unique_ptr<DataReader> clone = space.Reader().Clone();
+    std::thread reader([&] {
+        uint8_t bytes[0x2000];
+        while (!done) {
+            if (!clone->Seek(0x400000) || !clone->ReadExact(bytes, sizeof(bytes))) continue;
+            ++hits;
+            for (const uint8_t byte : bytes) ASSERT_EQ(byte, 0x5A);
+        }
+    });
+    const ktBytes image(0x2000, 0x5A);
+    for (int i = 0; i < 1000 || (hits == 0 && i < 100000); ++i) {
+        {
+            const ktExclusiveGuard guard(space.Pages().lock);
+            uint64_t written = 0;
+            space.Pages().ReservePages(0x400000, image.size());
+            space.Pages().WritePages(0x400000, image.data(), image.size(), &written,
+                                     space.Pages().CurrentStamp());
+        }
+        space.RemoveModule(Add("m", 0x400000, image.size()));
+    }
+    done = true;
+    reader.join();
+    EXPECT_GT(hits, 0u);
+    EXPECT_EQ(space.Pages().PageCount(), 0u);
+}
+
 TEST_F(Space, ItsReaderReadsItsPages) {
     const uint8_t bytes[] = {1, 2, 3};
     uint64_t written = 0;

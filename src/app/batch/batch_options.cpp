@@ -31,8 +31,9 @@ ktBatchStart ParseBatchOptions(int argc, const char *const *argv, ktBatchOptions
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
-    parser.add_option("SCRIPT", options.scripts, "Files of command lines; - is standard input")
-        ->type_name("");
+    // Scripts are what is left over: the library would take a declared one in brackets for a list.
+    parser.allow_extras();
+    parser.get_formatter()->label("OPTIONS", "OPTIONS] [SCRIPT..."); // completes the line of usage
     parser.add_flag("--echo", options.echo, "Print \"> LINE\" before running a line");
     parser.add_flag("--status", options.status, "Print \"[N]\" after each line, N the status it ended with");
     parser.add_flag("--log", options.log, "Print new lines of the log as \"log: TEXT\"");
@@ -48,6 +49,13 @@ ktBatchStart ParseBatchOptions(int argc, const char *const *argv, ktBatchOptions
         parser.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         exitCode = parser.exit(error, std::cout, std::cerr) == 0 ? ktBatchDone : ktBatchBadUsage;
+        return ktBatchStart::exit;
+    }
+    options.scripts = parser.remaining();
+    for (const std::string &script : options.scripts) {
+        if (script.size() < 2 || script[0] != '-') continue;
+        std::cerr << "sabledbg-batch: unknown option " << script << "; --help lists them\n";
+        exitCode = ktBatchBadUsage;
         return ktBatchStart::exit;
     }
     return ktBatchStart::run;

@@ -1,17 +1,16 @@
 #include "app/batch/batch_runner.h"
 
 #include "app/app.h"
+#include "app/batch/busy_sign.h"
 #include "app/batch/line_source.h"
 #include "app/log_lines.h"
 #include "commands/cmd.h"
 #include "commands/cmd_processor.h"
 #include "platform/clock.h"
-#include "platform/console.h"
 #include "platform/thread.h"
 #include "session/session.h"
 
 #include <algorithm>
-#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -21,19 +20,15 @@ namespace {
 constexpr uint32_t defaultWaitMilliseconds = 10000;
 constexpr uint32_t pollMilliseconds = 1;
 
-std::atomic<bool> interrupted{false};
-
-void OnInterrupt() { interrupted.store(true, std::memory_order_relaxed); }
-
-bool TakeInterrupt() { return interrupted.exchange(false, std::memory_order_relaxed); }
+constexpr char blanks[] = " \t";
 
 /// Splits "WORD REST" at blanks.
 void SplitDirective(const std::string &line, std::string &word, std::string &rest) {
-    const size_t wordEnd = std::min(line.find(' '), line.size());
+    const size_t wordEnd = std::min(line.find_first_of(blanks), line.size());
     word = line.substr(0, wordEnd);
-    const size_t restStart = line.find_first_not_of(' ', wordEnd);
+    const size_t restStart = line.find_first_not_of(blanks, wordEnd);
     rest = restStart == std::string::npos ? std::string() : line.substr(restStart);
-    while (!rest.empty() && rest.back() == ' ') rest.pop_back();
+    rest.erase(rest.find_last_not_of(blanks) + 1);
 }
 
 bool ParseMilliseconds(const std::string &text, uint32_t &out) {
@@ -48,23 +43,26 @@ ktBatchRunner::ktBatchRunner(ktApp &startedApp, const ktBatchOptions &givenOptio
     : app(startedApp), options(givenOptions), watchdog(*app.processor, options.timeoutMilliseconds) {}
 
 int ktBatchRunner::Run(ktLineSource &source) {
-    SetInterruptHandler(OnInterrupt);
     PrintNewLines(false);
     std::string line;
     while (source.Next(line)) {
         if (RunOne(line, source.Place()) == Next::stop) break;
     }
-    if (source.Failed()) {
-        std::fprintf(stderr, "sabledbg-batch: %s: cannot be opened\n", source.Place().c_str());
+    if (!source.Failure().empty()) {
+        std::fprintf(stderr, "sabledbg-batch: %s\n", source.Failure().c_str());
         exitCode = ktBatchBadUsage;
     }
     PrintNewLines(true);
-    SetInterruptHandler(nullptr);
+    if (std::ferror(stdout)) {
+        std::fputs("sabledbg-batch: the output could not be written\n", stderr);
+        exitCode = ktBatchStopped;
+    }
     return exitCode;
 }
 
 ktBatchRunner::Next ktBatchRunner::RunOne(const std::string &line, const std::string &place) {
     if (line.starts_with('#')) return Next::line;
+    ktInterrupts::Take(); // one that came between two lines has nothing to stop
     if (options.echo) {
         std::printf("> %s\n", line.c_str());
         std::fflush(stdout);
@@ -74,7 +72,6 @@ ktBatchRunner::Next ktBatchRunner::RunOne(const std::string &line, const std::st
 
 ktBatchRunner::Next ktBatchRunner::RunCommand(const std::string &line) {
     const bool quit = IsQuit(line);
-    TakeInterrupt();
     watchdog.Arm();
     uint64_t status = app.processor->RunLine(line.c_str());
     WaitUntilIdle();
@@ -89,7 +86,8 @@ ktBatchRunner::Next ktBatchRunner::RunCommand(const std::string &line) {
     }
     if (quit) return Next::stop;
     // An empty line asks for nothing, so it cannot fail.
-    const bool failed = status != ktCmdOk && status != ktCmdCleared && !line.empty();
+    const bool empty = line.find_first_not_of(blanks) == std::string::npos;
+    const bool failed = status != ktCmdOk && status != ktCmdCleared && !empty;
     if (!failed || !options.stopOnError) return Next::line;
     exitCode = ktBatchStopped;
     return Next::stop;
@@ -106,8 +104,10 @@ bool ktBatchRunner::IsQuit(const std::string &line) {
 }
 
 void ktBatchRunner::WaitUntilIdle() {
+    ktBusySign sign;
     while (app.processor->IsBusy()) {
-        if (TakeInterrupt()) app.processor->CancelRunning();
+        if (ktInterrupts::Take()) app.processor->CancelRunning();
+        sign.Refresh();
         SleepMilliseconds(pollMilliseconds);
     }
 }
@@ -121,9 +121,7 @@ ktBatchRunner::Next ktBatchRunner::RunDirective(const std::string &line, const s
     const bool numberGood = !numberGiven || ParseMilliseconds(rest, milliseconds);
     if (word == ".wait" && numberGood) return WaitForStop(milliseconds);
     if (word == ".sleep" && numberGiven && numberGood) {
-        SystemClock().Sleep(milliseconds);
-        PrintNewLines(false);
-        return Next::line;
+        return Sleep(milliseconds);
     }
     if (word == ".cancel" && !numberGiven) {
         app.processor->CancelRunning();
@@ -136,11 +134,19 @@ ktBatchRunner::Next ktBatchRunner::RunDirective(const std::string &line, const s
     return Next::stop;
 }
 
+ktBatchRunner::Next ktBatchRunner::Sleep(uint32_t milliseconds) {
+    ktClock &clock = SystemClock();
+    const uint64_t start = clock.Milliseconds();
+    while (clock.Milliseconds() - start < milliseconds && !ktInterrupts::Take()) clock.Sleep(pollMilliseconds);
+    PrintNewLines(false);
+    return Next::line;
+}
+
 ktBatchRunner::Next ktBatchRunner::WaitForStop(uint32_t milliseconds) {
     ktClock &clock = SystemClock();
     const uint64_t start = clock.Milliseconds();
-    while (!TargetIsStopped()) {
-        if (clock.Milliseconds() - start >= milliseconds || TakeInterrupt()) {
+    while (!TargetIsStopped() && !ktInterrupts::Take()) {
+        if (clock.Milliseconds() - start >= milliseconds) {
             exitCode = ktBatchTimedOut;
             return Next::stop;
         }

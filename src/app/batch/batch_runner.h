@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/batch/batch_options.h"
+#include "app/batch/interrupts.h"
 #include "app/batch/line_printer.h"
 #include "app/batch/watchdog.h"
 
@@ -24,6 +25,7 @@ private:
     Next RunOne(const std::string &line, const std::string &place);
     Next RunCommand(const std::string &line);
     Next RunDirective(const std::string &line, const std::string &place);
+    Next Sleep(uint32_t milliseconds);
     Next WaitForStop(uint32_t milliseconds);
     bool TargetIsStopped() const;
     bool IsQuit(const std::string &line);
@@ -32,6 +34,7 @@ private:
 
     ktApp &app;
     const ktBatchOptions &options;
+    ktInterrupts interrupts;
     ktLinePrinter printer;
     ktWatchdog watchdog;
     int exitCode = ktBatchDone;

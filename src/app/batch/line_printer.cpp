@@ -3,18 +3,21 @@
 #include "app/circular_lines.h"
 #include "app/log_lines.h"
 
-#include <algorithm>
 #include <cstdio>
 
 namespace {
+
+void PrintLine(const char *prefix, const char *text) {
+    std::fputs(prefix, stdout);
+    std::fputs(text, stdout);
+    std::fputc('\n', stdout);
+}
 
 void PrintRange(ktLines &lines, uint64_t first, uint64_t end, const char *prefix) {
     for (uint64_t i = first; i < end; ++i) {
         const char *text = lines.GetLine(i);
         if (!text) break;
-        std::fputs(prefix, stdout);
-        std::fputs(text, stdout);
-        std::fputc('\n', stdout);
+        PrintLine(prefix, text);
     }
 }
 
@@ -30,10 +33,9 @@ void ktLinePrinter::PrintOutput(ktLogLines &lines) {
 void ktLinePrinter::PrintLog(ktCircularLines &lines) {
     lines.LockShared();
     const uint64_t added = lines.GetAddedCount();
-    const uint64_t count = lines.GetLineCount();
-    const uint64_t fresh = std::min(added - logSeen, count);
-    logSeen = added;
-    PrintRange(lines, count - fresh, count, "log: ");
+    for (; logSeen < added; ++logSeen) {
+        if (const char *text = lines.GetAddedLine(logSeen)) PrintLine("log: ", text);
+    }
     lines.UnlockShared();
 }
 

@@ -8,7 +8,8 @@ class ktLogLines;
 /// Prints what is new in the line stores to standard output.
 class ktLinePrinter {
 public:
-    /// Prints and removes all lines of the store of command output, exactly as stored.
+    /// Prints and removes all lines of the store of command output, exactly as stored. No command runs
+    /// meanwhile, so nobody adds to it.
     static void PrintOutput(ktLogLines &lines);
     /// Prints the log's lines since the last call as "log: TEXT"; those overwritten by then are lost.
     void PrintLog(ktCircularLines &lines);

@@ -1,9 +1,11 @@
 #include "app/batch/line_source.h"
 
+#include "app/batch/interrupts.h"
 #include "platform/console.h"
 
 #include <editline/readline.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -12,19 +14,14 @@
 
 namespace {
 
-constexpr char standardInput[] = "-";
+constexpr char standardInputName[] = "-";
 constexpr char prompt[] = "sable> ";
-
-/// Scripts from other systems end their lines with both characters.
-void DropCarriageReturn(std::string &line) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-}
 
 } // namespace
 
 ktLineSource::ktLineSource(std::vector<std::string> givenLines, std::vector<std::string> givenScripts)
     : lines(std::move(givenLines)), scripts(std::move(givenScripts)) {
-    if (scripts.empty()) scripts.emplace_back(standardInput);
+    if (scripts.empty()) scripts.emplace_back(standardInputName);
 }
 
 bool ktLineSource::Next(std::string &line) {
@@ -34,45 +31,72 @@ bool ktLineSource::Next(std::string &line) {
         lineNumber = nextLine;
         return true;
     }
-    for (;;) {
-        if (readingStandardInput) {
-            if (ReadStandardInput(line)) break;
-            readingStandardInput = false;
-        } else if (file.is_open()) {
-            if (std::getline(file, line)) break;
-            file.close();
-        }
-        if (!OpenNextScript()) return false;
+    while (input == Input::none || !ReadLine(line)) {
+        if (!failure.empty() || !OpenNextScript()) return false;
     }
     ++lineNumber;
-    DropCarriageReturn(line);
+    // Scripts from other systems end their lines with both characters.
+    if (!line.empty() && line.back() == '\r') line.pop_back();
     return true;
 }
 
 bool ktLineSource::OpenNextScript() {
+    input = Input::none;
     if (nextScript == scripts.size()) return false;
     name = scripts[nextScript++];
     lineNumber = 0;
-    if (name == standardInput) {
-        readingStandardInput = true;
+    if (name == standardInputName) {
+        input = Input::standardInput;
         return true;
     }
+    file.close();
     file.clear();
     std::error_code ignored;
-    if (!std::filesystem::is_directory(name, ignored)) file.open(name);
-    if (file.is_open()) return true;
-    failed = true;
-    return false;
+    if (!std::filesystem::is_directory(name, ignored)) file.open(name, std::ios::binary);
+    if (!file.is_open()) {
+        Fail("cannot be opened");
+        return false;
+    }
+    input = Input::file;
+    return true;
 }
 
-bool ktLineSource::ReadStandardInput(std::string &line) {
-    if (!StandardInputIsTerminal()) return bool(std::getline(std::cin, line));
-    char *typed = readline(prompt);
-    if (!typed) return false;
-    line = typed;
-    if (!line.empty()) add_history(typed);
-    std::free(typed);
-    return true;
+bool ktLineSource::ReadLine(std::string &line) {
+    if (input == Input::file) return ReadFrom(file, line);
+    return StandardInputIsTerminal() ? ReadFromTerminal(line) : ReadFrom(std::cin, line);
+}
+
+bool ktLineSource::ReadFrom(std::istream &stream, std::string &line) {
+    line.clear();
+    char byte;
+    while (stream.get(byte)) {
+        if (byte == '\n') return true;
+        if (line.size() == maxLineSize) {
+            Fail("a line is too long");
+            return false;
+        }
+        line += byte;
+    }
+    if (stream.bad()) {
+        Fail("cannot be read");
+        return false;
+    }
+    return !line.empty(); // the last line needs no end
+}
+
+bool ktLineSource::ReadFromTerminal(std::string &line) {
+    for (;;) {
+        char *typed = readline(prompt);
+        if (typed) {
+            line = typed;
+            if (!line.empty()) add_history(typed);
+            std::free(typed);
+            return true;
+        }
+        // Ctrl+C drops what was typed; only the end of input ends.
+        if (!ktInterrupts::Take()) return false;
+        std::puts("");
+    }
 }
 
 std::string ktLineSource::Place() const { return name + ":" + std::to_string(lineNumber); }

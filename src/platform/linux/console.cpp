@@ -17,6 +17,8 @@ void OnSignal(int) {
 
 bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) != 0; }
 
+bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) != 0; }
+
 void SetInterruptHandler(void (*handler)()) {
     interruptHandler.store(handler, std::memory_order_relaxed);
     struct sigaction action = {};

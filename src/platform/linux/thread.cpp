@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cassert>
+#include <cerrno>
 #include <new>
 #include <pthread.h>
 #include <sched.h>
@@ -50,7 +51,10 @@ bool ktThread::Start(Entry entry, void *argument) {
     if (state || !entry) return false;
     std::unique_ptr<State> starting(new (std::nothrow) State{entry, argument, NextThreadId(), {}});
     if (!starting) return false;
-    if (pthread_create(&starting->handle, nullptr, State::Run, starting.get()) != 0) return false;
+    if (const int error = pthread_create(&starting->handle, nullptr, State::Run, starting.get())) {
+        errno = error; // where LastSystemError looks
+        return false;
+    }
     state = std::move(starting);
     return true;
 }

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+/// Tells a person at a terminal that a command still runs, on standard error. Silent elsewhere.
+class ktBusySign {
+public:
+    ktBusySign();
+    /// Takes the sign away.
+    ~ktBusySign();
+    ktBusySign(const ktBusySign &) = delete;
+    ktBusySign &operator=(const ktBusySign &) = delete;
+
+    /// Called again and again while the command runs; shows the seconds since construction, from the first on.
+    void Refresh();
+
+private:
+    bool wanted;
+    uint64_t start;
+    uint64_t shownSeconds = 0;
+};
