@@ -107,10 +107,7 @@ bool ktApp::RegisterEngines() {
 }
 
 void ktApp::Shutdown() {
-    if (processor) {
-        processor->CancelRunning();
-        processor->Worker().WaitUntilIdle();
-    }
+    if (processor) processor->StopCommands();
     if (session) {
         // Before anything else goes, so that no view receives data any more.
         session->Disconnect();

@@ -3,12 +3,16 @@
 #include "commands/cmd.h"
 #include "commands/cmd_parser.h"
 #include "commands/cmd_set.h"
+#include "platform/thread.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string>
 
 namespace {
+
+/// Between two looks at whether the worker is idle.
+constexpr uint32_t idlePollMilliseconds = 15;
 
 /// Hands each text of the arguments to `drop` and nulls it. Numbers and the count stay.
 template <typename Drop>
@@ -109,8 +113,11 @@ uint32_t ktCmdProcessor::Queue(const ktCmdLine &line) {
         queuedLine = line;
         ++pendingRuns;
     }
-    if (worker.Submit(&queuedTask, nullptr)) return ktCmdQueued;
+    uint32_t id = 0;
+    const bool accepted = worker.Submit(&queuedTask, &id);
     ktLockGuard lock(guard);
+    queuedTaskId = id;
+    if (accepted) return ktCmdQueued;
     --pendingRuns;
     return ktCmdQueueFull;
 }
@@ -126,8 +133,7 @@ uint64_t ktCmdProcessor::RunQueuedLine() {
         line = queuedLine;
         DropTexts(&queuedLine, [](char *) {}); // they are the copy's now
     }
-    // Without a command: the set was replaced between the queueing and the submission.
-    const uint32_t status = line.command ? line.command->Execute(line.args, line.argCount) : ktCmdUnknown;
+    const uint32_t status = line.command->Execute(line.args, line.argCount);
     ReleaseArgs(&line);
     queuedResult = status;
     ktLockGuard lock(guard);
@@ -144,6 +150,15 @@ bool ktCmdProcessor::CancelRunning() {
     if (!command || !command->Cancel()) return false;
     worker.WaitUntilIdle();
     return true;
+}
+
+void ktCmdProcessor::StopCommands() {
+    // A request reaches a command only once it has begun, and an event may queue a line meanwhile.
+    while (IsBusy()) {
+        for (ktCmd *command : Commands()) command->Cancel();
+        CancelRunning();
+        SleepMilliseconds(idlePollMilliseconds);
+    }
 }
 
 bool ktCmdProcessor::IsBusy() { return worker.IsBusy(); }

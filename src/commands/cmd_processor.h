@@ -38,6 +38,9 @@ public:
     /// Asks the command queued last to stop; false when there is none or its Cancel returns false,
     /// else true, after the worker was seen idle.
     bool CancelRunning();
+    /// Asks all commands of the current set, and the queued one, to stop, again and again until the worker is
+    /// idle. Without limit: a command that does not heed it is waited for. Any thread but the worker.
+    void StopCommands();
     /// True while the worker runs or holds a task. Any thread.
     bool IsBusy();
 
@@ -89,6 +92,7 @@ private:
     ktCmdLine queuedLine = {}; // line handed to the worker last; without its texts once it has begun
     uint32_t pendingRuns = 0;  // of queued commands: submitted and not yet finished
     ktTask queuedTask;         // unchanged but for its id, as it may be in the queue more than once
+    uint32_t queuedTaskId = 0; // that the pool gave it
     std::atomic<uint64_t> queuedResult = 0;
     ktTaskPool worker;
 };

@@ -24,6 +24,15 @@ bool InstructionBeginsWith(const ktSnapshot &snapshot, ktDisasm &disasm, const c
     return length < sizeof(text) && std::memcmp(text, prefix, length) == 0;
 }
 
+/// Asks `reached` of the snapshot under its lock: the update of another command may turn it into the one
+/// being written.
+template <typename Reached>
+bool IsTrueOf(ktSnapshot *snapshot, Reached &reached) {
+    if (!snapshot) return false;
+    const ktLockGuard guard(snapshot->lock);
+    return reached(*snapshot);
+}
+
 } // namespace
 
 bool ktTraceCmd::Cancel() {
@@ -39,8 +48,7 @@ uint32_t ktTraceCmd::StepUntil(Reached &&reached) {
     do {
         if (!Step()) return ktCmdFailed;
         if (!session->Update(0)) return ktCmdUpdateFailed;
-        const ktSnapshot *snapshot = session->publishedSnapshot;
-        if (snapshot && reached(*snapshot)) {
+        if (IsTrueOf(session->publishedSnapshot, reached)) {
             flags.End();
             return ktCmdOk;
         }
@@ -82,8 +90,8 @@ uint32_t ktTuiCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     // A busy processor releases the texts of a line before it queues it.
     const char *prefix = args[0].text;
     if (!prefix) return ktCmdBadArguments;
-    ktDisasm &disasm = *session->disasm;
-    return StepUntil([&disasm, prefix](const ktSnapshot &snapshot) {
-        return InstructionBeginsWith(snapshot, disasm, prefix);
+    return StepUntil([this, prefix](const ktSnapshot &snapshot) {
+        const ktLockGuard guard(session->disasmLock);
+        return InstructionBeginsWith(snapshot, *session->disasm, prefix);
     });
 }

@@ -50,6 +50,7 @@ uint32_t ktUCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     if (!space) return ktCmdReadFailed;
     if (!session->disasm) return ktCmdNoDisasm;
     if (argCount == 0) return ktCmdBadArguments;
+    const ktLockGuard guard(session->disasmLock);
     SetUpDisasm(*space);
 
     uint64_t start = args[0].value;

@@ -46,7 +46,8 @@ bool ktSession::Connect(uint32_t newEngineType, uint32_t newTransport, const cha
     engineType = newEngineType;
     transportType = newTransport;
     if (factories.createDisasm) disasm = factories.createDisasm();
-    if (engine && disasm && CreateMembers() && InstallCommands() && Update(0) && cpuIdentity->Read()) {
+    if (engine && disasm && CreateMembers() && CreateCommands() && Update(0) && cpuIdentity->Read() &&
+        ShowCommands()) {
         connected = true;
         SetEvents(Events::typed);
         return true;
@@ -82,16 +83,15 @@ bool ktSession::CreateMembers() {
     return true;
 }
 
-bool ktSession::InstallCommands() {
+bool ktSession::CreateCommands() {
     if (!cmdProcessor) return true;
     ktCmdSet *current = cmdProcessor->CurrentSet();
     if (!current || !factories.createCmdSet) return false;
     ktCmdContext context; // what the session does not know, such as the windows, comes from the old set
     ForEachCommand(*current, [&context](ktCmd &command) { command.GetCmdContext(&context); });
-    sessionCmdSet = retiredCmdSet ? std::move(retiredCmdSet) : factories.createCmdSet();
+    sessionCmdSet = factories.createCmdSet();
     if (!sessionCmdSet) return false;
     previousCmdSet = current;
-    if (!cmdProcessor->RegisterSet(sessionCmdSet.get())) return false;
     context.session = this;
     context.output = outputLines;
     context.pool = taskPool;
@@ -101,18 +101,19 @@ bool ktSession::InstallCommands() {
     return true;
 }
 
+/// Lets lines reach the session's commands. It comes last: they run at once on other threads, so they
+/// must never see a session that is not whole, or one that a failed attempt takes apart.
+bool ktSession::ShowCommands() { return !cmdProcessor || cmdProcessor->RegisterSet(sessionCmdSet.get()); }
+
 void ktSession::Disconnect() {
     EndQueuedCommands(); // `connect` may be among them: it opens the road for events when it is done
     SetEvents(Events::dropped);
     EndQueuedCommands(); // what the last event queued
     TearDown();
-    retiredCmdSet.reset();
 }
 
 void ktSession::EndQueuedCommands() {
-    if (!cmdProcessor || !cmdProcessor->IsBusy()) return;
-    cmdProcessor->CancelRunning();
-    cmdProcessor->Worker().WaitUntilIdle();
+    if (cmdProcessor) cmdProcessor->StopCommands();
 }
 
 void ktSession::TearDown() {
@@ -131,16 +132,10 @@ void ktSession::TearDown() {
         ktLockGuard guard(snapshot.lock); // a frame may still be drawing from it
         snapshot.Reset();
     }
-    RetireCommands();
-    connected = false;
-}
-
-/// Takes the session's commands out of the processor. They live on, unused.
-void ktSession::RetireCommands() {
-    if (!sessionCmdSet) return;
-    if (cmdProcessor) cmdProcessor->RegisterSet(previousCmdSet);
+    if (sessionCmdSet && cmdProcessor) cmdProcessor->RegisterSet(previousCmdSet);
     previousCmdSet = nullptr;
-    retiredCmdSet = std::move(sessionCmdSet);
+    sessionCmdSet.reset(); // with the command that runs, when that is `disconnect`
+    connected = false;
 }
 
 bool ktSession::SelectSpace(const ktSnapshot *snapshot) {

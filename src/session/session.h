@@ -92,6 +92,7 @@ public:
     ktLines *logLines = nullptr;    ///< sink of target text, handed to the engine
     ktTaskPool *taskPool = nullptr;
     std::unique_ptr<ktDisasm> disasm;
+    ktCriticalSection disasmLock; ///< held by whoever uses `disasm`, from setting it up to its last result
     ktSymbolLocator *symbolStore = nullptr;
     ktBreakPointManager *breakPoints = nullptr;
     std::unique_ptr<ktCpuIdentity> cpuIdentity;
@@ -105,10 +106,10 @@ private:
 
     std::unique_ptr<ktDbgEng> CreateEngine(uint32_t type, uint32_t transport, const char *address);
     bool CreateMembers();
-    bool InstallCommands();
+    bool CreateCommands();
+    bool ShowCommands();
     void EndQueuedCommands();
     void TearDown();
-    void RetireCommands();
     void SetEvents(Events newEvents);
 
     ktSnapshot *TakeWriteSnapshot();
@@ -121,9 +122,6 @@ private:
 
     ktHost &host;
     ktSessionFactories factories;
-    /// Set of an attempt that failed. The worker, busy with `connect`, may hold a line for it; the next
-    /// attempt uses it again.
-    std::unique_ptr<ktCmdSet> retiredCmdSet;
     ktSnapshot snapshots[4];
     /// Over the roles of the snapshots. Held for a few instructions, by writers only.
     ktCriticalSection rotationLock;

@@ -172,9 +172,36 @@ TEST_F(StartedApp, ASecondShutdownDoesNothing) {
 TEST_F(StartedApp, ShutdownEndsALoopOfConnectionAttempts) {
     EXPECT_EQ(app.processor->RunLine("connect nosuch local"), ktCmdQueued);
     EXPECT_TRUE(app.processor->IsBusy());
-    while (!app.session->engineType && !app.session->transportType) YieldThread();
+    SleepMilliseconds(20);
     app.Shutdown();
     EXPECT_EQ(app.processor, nullptr);
+}
+
+TEST(AppShutdown, EndsACommandThatHasNotEvenBegun) {
+    for (int i = 0; i < 50; ++i) {
+        ktFakeHost host;
+        ktApp app(host);
+        ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
+        ASSERT_TRUE(app.Start());
+        EXPECT_EQ(app.processor->RunLine("connect nosuch local"), ktCmdQueued);
+        app.Shutdown();
+        EXPECT_EQ(app.processor, nullptr);
+    }
+}
+
+TEST(AppStart, WithoutWorkersFailsWithALogAndCanBeShutDown) {
+    ktFakeHost host;
+    host.processors = 0;
+    ktApp app(host);
+    ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
+    EXPECT_FALSE(app.Start());
+    EXPECT_NE(ktLog("the sink is there all the same"), 0);
+    EXPECT_EQ(LogTexts(app), std::vector<std::string>{"the sink is there all the same"});
+    EXPECT_EQ(app.session, nullptr);
+    EXPECT_EQ(app.processor, nullptr);
+    app.Shutdown();
+    app.Shutdown();
+    EXPECT_EQ(app.logLines, nullptr);
 }
 
 TEST(AppShutdown, CopesWithAnAppThatNeverStarted) {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -183,3 +185,16 @@ TEST(CmdHelp, AnUnknownNameHasEmptyTexts) {
 }
 
 } // namespace
+
+TEST(CmdHelp, EveryTextIsToTheLetterWhatUsersKnow) {
+    std::ostringstream all;
+    for (const ktCmdHelp &help : ktAllCmdHelp()) {
+        all << help.name << '\t' << help.summary << '\n';
+        for (const std::string &line : LinesOf(help.name)) all << help.name << '\t' << line << '\n';
+    }
+    std::ifstream file(SABLE_TEST_DATA "/help_texts.txt");
+    ASSERT_TRUE(file.is_open());
+    std::ostringstream golden;
+    golden << file.rdbuf();
+    EXPECT_EQ(all.str(), golden.str());
+}

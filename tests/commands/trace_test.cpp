@@ -346,3 +346,16 @@ TEST(TraceLines, BreakGetsThroughWhileATraceHoldsTheWorker) {
     EXPECT_EQ(request.gotSize, 64u);
     rig.session.memViewRequests.clear();
 }
+
+TEST(TraceLines, ATraceUntilAnInstructionGoesOnBesideOtherUpdates) {
+    ktCommandRig rig;
+    ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
+    rig.target.StopRecording();
+    for (const char *line : {"tua 1234", "tui ret"}) {
+        ASSERT_EQ(rig.processor.RunLine(line), uint32_t{ktCmdQueued});
+        for (int i = 0; i < 2000; ++i) EXPECT_EQ(rig.processor.RunLine(i % 3 ? "break" : "sw 1"), 0u);
+        EXPECT_FALSE(rig.processor.CancelRunning());
+        rig.processor.Worker().WaitUntilIdle();
+        EXPECT_EQ(rig.processor.LastQueuedStatus(), 20u) << line;
+    }
+}
