@@ -15,7 +15,7 @@ namespace {
 std::unique_ptr<ktSpace> MakeSpace() {
     auto space = std::make_unique<ktSpace>(0, nullptr);
     ktSymbolBuilder builder;
-    for (uint64_t base : {0x100000, 0x108000}) { // the second lies inside the first
+    for (uint64_t base : {uint64_t(0x100000), uint64_t(0x108000)}) { // the second lies inside the first
         ktModule *module = builder.AddModule("m", base, 0x10000);
         for (const char *unitName : {"u", "a\\b.c", "*"}) {
             ktCompUnit *unit = builder.AddUnit(module, unitName);

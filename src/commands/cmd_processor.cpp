@@ -206,11 +206,13 @@ ktCmdSet *ktCmdProcessor::CurrentSet() const {
 }
 
 void ktCmdProcessor::AddToHistory(const char *line) {
+    if (!line) return;
     ktLockGuard lock(guard);
     if (char *copy = ktCopyText(line)) history.emplace_back(copy);
 }
 
 void ktCmdProcessor::AddToHistoryUnlessRepeated(const char *line) {
+    if (!line) return;
     ktLockGuard lock(guard);
     if (history.empty() || std::strcmp(history.back().get(), line) != 0) AddToHistory(line);
 }

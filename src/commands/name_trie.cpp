@@ -118,7 +118,7 @@ ktNameTrieNode ktNameTrie::Previous(ktNameTrieNode root, ktNameTrieNode node) {
         const uint32_t last = LastBelow(storage, top.index);
         return storage.Edge(last).isTerminal != 0 ? trie->EndOf(last) : ktNameTrieNode();
     }
-    if (node.trie != trie || !storage.Resolve(place) || place == top) return {};
+    if (node.trie != trie || !storage.Resolve(place)) return {};
     for (uint32_t edge = place.index; edge != top.index && edge != 0;) {
         const uint32_t parent = storage.Edge(edge).parent;
         const uint32_t before = LastLive(storage, parent, edge);

@@ -1,7 +1,6 @@
 #include "disasm/u_cmd.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "app/hex_digits.h"
 #include "app/lines.h"
@@ -102,12 +101,12 @@ uint32_t ktUCmd::List(ktSpace &space, uint64_t start, uint64_t count, bool count
 uint64_t ktUCmd::AddInstruction(uint64_t address, const uint8_t *code, uint32_t size) const {
     char line[lineSize];
     char *bytes = std::copy_n(": ", 2, ktPutHex(line, address, 16));
-    char *text = bytes + 3 * byteColumns;
+    char *text = bytes + size_t(3) * byteColumns;
     session->disasm->SetAddress(address);
     const uint64_t length =
         session->disasm->Disassemble(code, size, text, static_cast<uint32_t>(line + lineSize - text));
     PutBytes(bytes, code, length);
-    if (length == 0) std::strcpy(text, "???");
+    if (length == 0) std::copy_n("???", 4, text);
     output->AddLine(line);
     return std::max<uint64_t>(length, 1);
 }

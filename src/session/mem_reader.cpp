@@ -43,7 +43,7 @@ std::unique_ptr<DataReader> MemReader::Clone() {
 }
 
 std::unique_ptr<DataReader> MemReader::SubReader(uint64_t start, uint64_t end) {
-    if (start > size || start > end || end > size) return nullptr;
+    if (start > end || end > size) return nullptr;
     const uint8_t *newBase = base != nullptr ? base + start : nullptr;
     return std::unique_ptr<DataReader>(new (std::nothrow) MemReader(newBase, end - start));
 }

@@ -57,7 +57,9 @@ bool LoadFromTarget(ktLoadRequest &request, DataReader &reader) {
     request.module.Reset(request.factory->CreateModule());
     if (!request.module) return false;
     const uint64_t position = reader.GetPosition();
-    return LoadElf(request, reader) || (reader.Seek(position) && LoadPe(request, reader, false));
+    if (LoadElf(request, reader)) return true;
+    request.module.Reset(request.factory->CreateModule()); // nothing of what failed may stay in it
+    return request.module && reader.Seek(position) && LoadPe(request, reader, false);
 }
 
 } // namespace

@@ -34,7 +34,8 @@ bool ktModuleList::Append(ktModule *module) {
         if (!Grow(count == 0 ? firstCapacity : 2 * count)) return false;
         block = current.load(std::memory_order_relaxed);
     }
-    block->items[count].store(module, std::memory_order_relaxed);
+    // Also by itself: a walk begun before a removal may still reach the slot that is filled again here.
+    block->items[count].store(module, std::memory_order_release);
     block->count.store(count + 1, std::memory_order_release);
     return true;
 }
@@ -44,7 +45,7 @@ bool ktModuleList::Grow(uint64_t capacity) {
     auto block = std::make_unique<Block>(capacity);
     if (!block->items) return false;
     uint64_t count = 0;
-    for (ktModule *module : Get()) block->items[count++].store(module, std::memory_order_relaxed);
+    for (ktModule *module : Get()) block->items[count++].store(module, std::memory_order_release);
     block->count.store(count, std::memory_order_relaxed);
     blocks.push_back(std::move(block));
     current.store(blocks.back().get(), std::memory_order_release);
@@ -59,7 +60,7 @@ bool ktModuleList::Remove(const ktModule *module) {
     if (index == count) return false;
     for (; index + 1 < count; ++index) {
         ktModule *next = block.items[index + 1].load(std::memory_order_relaxed);
-        block.items[index].store(next, std::memory_order_relaxed);
+        block.items[index].store(next, std::memory_order_release);
     }
     block.count.store(count - 1, std::memory_order_release);
     return true;

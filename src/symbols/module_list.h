@@ -17,7 +17,7 @@ public:
     class Iterator {
     public:
         explicit Iterator(const std::atomic<ktModule *> *first) : item(first) {}
-        ktModule *operator*() const { return item->load(std::memory_order_relaxed); }
+        ktModule *operator*() const { return item->load(std::memory_order_acquire); }
         Iterator &operator++() {
             ++item;
             return *this;
@@ -37,7 +37,7 @@ public:
         uint64_t size() const { return count; }
         bool empty() const { return count == 0; }
         /// `index` is below size().
-        ktModule *operator[](uint64_t index) const { return items[index].load(std::memory_order_relaxed); }
+        ktModule *operator[](uint64_t index) const { return items[index].load(std::memory_order_acquire); }
 
     private:
         const std::atomic<ktModule *> *items;

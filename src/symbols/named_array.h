@@ -28,17 +28,19 @@ public:
     template <class BeforeAppend>
     bool Add(T *object, const BeforeAppend &beforeAppend) {
         if (!object || items.size() >= ktNameIndex::none || !object->AddRef()) return false;
+        bool added = false;
         try {
             MakeRoom();
             if (MakeNameUnique(*object)) {
                 beforeAppend();
                 Append(object);
-                return true;
+                added = true;
             }
         } catch (const std::bad_alloc &) {
+            added = false;
         }
-        object->Release();
-        return false;
+        if (!added) object->Release();
+        return added;
     }
     /// The object with exactly that name, the first one of equal names; null for null and unknown names.
     T *Find(const char *name) const {

@@ -1,8 +1,11 @@
 #include "symbols/symbol_factory.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <bit>
+#include <cstring>
 #include <new>
 
+#include "app/hex_digits.h"
 #include "symbols/comp_unit.h"
 #include "symbols/func_arg.h"
 #include "symbols/function.h"
@@ -15,6 +18,14 @@ namespace {
 
 constexpr size_t defaultNameSize = 32;
 
+/// Prints PREFIX_ID. By hand, for most names are replaced at once and there are very many.
+void PrintDefaultName(char (&name)[defaultNameSize], const char *prefix, uint64_t id) {
+    char *end = std::copy_n(prefix, std::strlen(prefix), name);
+    *end++ = '_';
+    const auto digits = static_cast<uint32_t>((std::bit_width(id) + 3) / 4);
+    *ktPutHex(end, id, std::max(digits, 1u)) = 0;
+}
+
 /// A new object of class T with the default name PREFIX_ID, or null without memory. The id is used up
 /// either way.
 template <class T>
@@ -23,7 +34,7 @@ T *Create(std::atomic<uint64_t> &nextId, const char *prefix) {
     ktRef<T> object(new (std::nothrow) T(id));
     if (!object) return nullptr;
     char name[defaultNameSize];
-    std::snprintf(name, sizeof(name), "%s_%llX", prefix, static_cast<unsigned long long>(id));
+    PrintDefaultName(name, prefix, id);
     return SetNameOf(*object, name) ? object.Detach() : nullptr;
 }
 

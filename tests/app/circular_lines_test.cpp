@@ -436,7 +436,8 @@ TEST(CircularLines, AddedLinesAreFoundByTheirNumberUntilTheyAreOverwritten) {
     ASSERT_TRUE(lines.Reserve());
     EXPECT_EQ(lines.GetAddedLine(0), nullptr);
     const std::string filler(ktCircularLines::capacity / 4 - 1, 'x');
-    for (int i = 0; i < 6; ++i) ASSERT_TRUE(lines.AddLine((std::to_string(i) + filler).substr(0, filler.size()).c_str()));
+    for (int i = 0; i < 6; ++i)
+        ASSERT_TRUE(lines.AddLine((std::to_string(i) + filler).substr(0, filler.size()).c_str()));
     const uint64_t gone = lines.GetAddedCount() - lines.GetLineCount();
     EXPECT_GT(gone, 0u);
     for (uint64_t number = 0; number < 8; ++number) {

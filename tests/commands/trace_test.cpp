@@ -354,8 +354,7 @@ TEST(TraceLines, ATraceUntilAnInstructionGoesOnBesideOtherUpdates) {
     for (const char *line : {"tua 1234", "tui ret"}) {
         ASSERT_EQ(rig.processor.RunLine(line), uint32_t{ktCmdQueued});
         for (int i = 0; i < 2000; ++i) EXPECT_EQ(rig.processor.RunLine(i % 3 ? "break" : "sw 1"), 0u);
-        EXPECT_FALSE(rig.processor.CancelRunning());
-        rig.processor.Worker().WaitUntilIdle();
+        rig.processor.StopCommands(); // also when the trace has not begun yet
         EXPECT_EQ(rig.processor.LastQueuedStatus(), 20u) << line;
     }
 }

@@ -50,7 +50,8 @@ def recipes():
     yield "mingw.exe", pe, [
         "x86_64-w64-mingw32-gcc", "-O1", "-nostdlib", "-Wl,--entry=entry", "-Wl,--dynamicbase", "-s", "-o", "OUT", *pe]
     yield "mingw.dll", pe, [
-        "x86_64-w64-mingw32-gcc", "-O1", "-nostdlib", "-shared", "-Wl,--entry=entry", "-s", "-o", "OUT", *pe]
+        "x86_64-w64-mingw32-gcc", "-O1", "-nostdlib", "-shared", "-Wl,--entry=entry",
+        "-Wl,--image-base=0x180000000", "-s", "-o", "OUT", *pe]
     yield "codeview.exe", pe, ["LLD_LINK", clang]
 
 

@@ -85,7 +85,8 @@ SOURCES = {
 BUILDS = (
     ("plain", "gcc", ("-O0", "-no-pie")),
     ("tuned", "clang", ("-O2", "-fPIE", "-pie")),
-    ("whole", "gcc", ("-O3", "-mavx2", "-static")),
+    # Without the passes that give functions other names.
+    ("whole", "gcc", ("-O3", "-mavx2", "-fno-ipa-cp", "-fno-ipa-sra", "-static")),
 )
 
 Function = namedtuple("Function", "name address size")
@@ -255,8 +256,9 @@ class Peers(unittest.TestCase):
                     self.assertTrue(starts, function)
                     self.assertEqual(addresses_in(listing, LISTING_LINE), starts, function)
                     self.assertEqual(listing[-1], "[0]")
-                    self.assertTrue(listing[0].endswith("|" + function.name) or
-                                    function not in self.functions[path], listing[0])
+                    # In other programs several functions may share an address, and the first one shows.
+                    if path in self.programs[:len(BUILDS)]:
+                        self.assertTrue(listing[0].endswith("|" + function.name), listing[0])
 
     def test_a_name_lists_the_whole_function(self):
         for path in self.programs[:len(BUILDS)]:

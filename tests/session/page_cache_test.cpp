@@ -277,6 +277,19 @@ TEST_F(PageCache, FirstUnreadablePage) {
     cache.FindPage(4)->state = ktCachedPage::statePresent;
 }
 
+TEST_F(PageCache, StampPagesTakesBothEndsAndPassesOverGaps) {
+    Fill(0x1000, 3 * ktPageSize);
+    Fill(0x5000, 2 * ktPageSize);
+    cache.StampPages(2, 5, 9);
+    const uint32_t expected[] = {0, 9, 9, 9, 0};
+    const uint64_t numbers[] = {1, 2, 3, 5, 6};
+    for (size_t i = 0; i < 5; ++i)
+        EXPECT_EQ(cache.FindPage(numbers[i])->generation, expected[i]) << numbers[i];
+    cache.StampPages(6, 1, 7);
+    EXPECT_EQ(cache.FindPage(6)->generation, 0u);
+    EXPECT_EQ(cache.PageCount(), 5u);
+}
+
 TEST_F(PageCache, RemovePagesTakesBothEnds) {
     Fill(0x1000, 5 * ktPageSize);
     cache.RemovePages(2, 4);

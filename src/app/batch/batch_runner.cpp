@@ -137,7 +137,8 @@ ktBatchRunner::Next ktBatchRunner::RunDirective(const std::string &line, const s
 ktBatchRunner::Next ktBatchRunner::Sleep(uint32_t milliseconds) {
     ktClock &clock = SystemClock();
     const uint64_t start = clock.Milliseconds();
-    while (clock.Milliseconds() - start < milliseconds && !ktInterrupts::Take()) clock.Sleep(pollMilliseconds);
+    while (clock.Milliseconds() - start < milliseconds && !ktInterrupts::Take())
+        clock.Sleep(pollMilliseconds);
     PrintNewLines(false);
     return Next::line;
 }

@@ -11,7 +11,8 @@ public:
     ktBusySign(const ktBusySign &) = delete;
     ktBusySign &operator=(const ktBusySign &) = delete;
 
-    /// Called again and again while the command runs; shows the seconds since construction, from the first on.
+    /// Called again and again while the command runs; shows the seconds since construction, from the first
+    /// on.
     void Refresh();
 
 private:

@@ -11,9 +11,7 @@ __attribute__((noinline)) static int sum_list(const struct node *node) {
     return sum;
 }
 
-__attribute__((noinline)) static int helper(int value) {
-    return value * 3 + total;
-}
+__attribute__((noinline)) static int helper(int value) { return value * 3 + total; }
 
 int use_list(int count) {
     static struct node nodes[8];

@@ -2,10 +2,6 @@
 static int values[4] = {1, 2, 3, 4};
 int *volatile table[2] = {&values[0], &values[2]};
 
-__attribute__((noinline)) static int add(int left, int right) {
-    return left + right;
-}
+__attribute__((noinline)) static int add(int left, int right) { return left + right; }
 
-int entry(void) {
-    return add(*table[0], *table[1]);
-}
+int entry(void) { return add(*table[0], *table[1]); }
