@@ -179,7 +179,11 @@ void ktTaskPool::State::Stop() {
     threadCount = 0;
 }
 
-ktTaskPool::ktTaskPool(uint32_t lastId) : firstLastId(lastId) {}
+bool ktStartThread(ktThread &thread, void (*entry)(void *), void *argument) {
+    return thread.Start(entry, argument);
+}
+
+ktTaskPool::ktTaskPool(uint32_t lastId, ktThreadStart start) : firstLastId(lastId), startThread(start) {}
 
 ktTaskPool::~ktTaskPool() { Stop(); }
 
@@ -188,7 +192,7 @@ bool ktTaskPool::Start(uint32_t workerCount) {
     state = std::make_unique<State>(firstLastId);
     const auto runWorker = [](void *argument) { static_cast<State *>(argument)->RunWorker(); };
     for (uint32_t i = 0; i < std::min(workerCount, ktMaxWorkers); ++i) {
-        if (!state->threads[i].Start(runWorker, state.get())) continue;
+        if (!startThread(state->threads[i], runWorker, state.get())) continue;
         state->threadIds[i] = state->threads[i].Id();
         ++state->threadCount;
     }

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <memory>
 
+class ktThread;
+
 /// One unit of work; a plain record.
 struct ktTask {
     using Entry = uint64_t (*)(ktTask *);
@@ -21,19 +23,25 @@ constexpr uint64_t ktTaskDone = 10000;
 constexpr uint32_t ktMaxWorkers = 128;
 constexpr uint32_t ktMaxQueuedTasks = 100000;
 
+/// Starts a thread; works like ktThread::Start. Replaceable in tests.
+using ktThreadStart = bool (*)(ktThread &thread, void (*entry)(void *), void *argument);
+
+/// ktThread::Start itself.
+bool ktStartThread(ktThread &thread, void (*entry)(void *), void *argument);
+
 /// A fixed set of workers with one first-in-first-out queue. Start, Stop and destruction belong to
 /// one thread, and to a time when no other thread uses the pool; tasks may run meanwhile.
 class ktTaskPool {
 public:
     /// `lastId`: the id before that of the first task; not 0 only in tests of the last ids.
-    explicit ktTaskPool(uint32_t lastId = 0);
+    explicit ktTaskPool(uint32_t lastId = 0, ktThreadStart start = ktStartThread);
     /// Stops the pool.
     ~ktTaskPool();
     ktTaskPool(const ktTaskPool &) = delete;
     ktTaskPool &operator=(const ktTaskPool &) = delete;
 
-    /// Starts up to 128 workers (more are cut to 128). False for 0 and when no thread could be made.
-    /// A stopped pool is not started again.
+    /// Starts up to 128 workers (more are cut to 128), fewer when the system refuses some threads. False for
+    /// 0, and with the pool stopped when no thread could be made. A stopped pool is not started again.
     bool Start(uint32_t workerCount);
     /// Queues `task`. False for null, a null entry, when 100000 tasks wait, and when the pool is not
     /// started or has been stopped; a refused task is not freed. `idOut` may be null and receives the
@@ -58,4 +66,5 @@ private:
     struct State; // exists from Start to destruction
     std::unique_ptr<State> state;
     uint32_t firstLastId;
+    ktThreadStart startThread;
 };

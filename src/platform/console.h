@@ -4,9 +4,14 @@
 bool StandardInputIsTerminal();
 bool StandardErrorIsTerminal();
 
-/// Calls `handler` whenever the user interrupts the process (Ctrl+C) instead of ending it; null
-/// restores the default. The handler runs in signal context: it may only store to atomics.
-void SetInterruptHandler(void (*handler)());
+/// From now on notes when the user interrupts the process (Ctrl+C) instead of ending it, or, with false, no
+/// longer. Where the system cannot note them, interrupts go on ending the process.
+void NoteInterrupts(bool on);
+/// True once for the interrupts that were noted since the last call. Any thread.
+bool TakeInterrupt();
+/// Waits for a byte of standard input: 0 to 255, or -1 at its end, on an error, and as soon as an interrupt
+/// is noted, which stays to be taken.
+int ReadInputByte();
 
 /// Ends the process at once, running nothing more.
 [[noreturn]] void ExitProcessNow(int code);

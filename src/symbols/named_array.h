@@ -99,6 +99,7 @@ private:
     }
     void Append(T *object) {
         items.push_back(object);
+        object->SetInUnit();
         if (indexed) {
             EnterIntoTrie(object);
         } else if (hashed && NameOf(*object)) {

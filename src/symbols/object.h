@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 /// Base of everything in the symbol tree: an id and an atomic reference count, 1 at creation.
@@ -37,9 +38,17 @@ public:
 
     uint64_t RefCount() const { return refCount.load(std::memory_order_relaxed); }
 
+    /// A unit has taken the object in. Called by the thread that fills the unit.
+    void SetInUnit() { inUnit = true; }
+    bool IsInUnit() const { return inUnit; }
+    /// True for the first call. Called by the thread that drops the object's owner.
+    bool BeginSweep() { return !std::exchange(sweepBegun, true); }
+
 private:
     const uint64_t objectId;
     std::atomic<uint64_t> refCount{1};
+    bool inUnit = false;
+    bool sweepBegun = false;
 };
 
 /// Owner of one reference; drops it at the end.

@@ -12,7 +12,7 @@ void ktReferenceSweep::Visit(ktObject &object) {
     while (!taken.empty()) {
         ktObject *next = taken.back();
         taken.pop_back();
-        TakeAll(*next);
+        if (!next->IsInUnit() && next->BeginSweep()) TakeAll(*next);
         next->Release();
     }
 }

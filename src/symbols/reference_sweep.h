@@ -8,14 +8,16 @@ class ktFunction;
 class ktObject;
 class ktType;
 
-/// Takes the counted references out of the objects it visits and out of all that these lead to, and drops
-/// them. A file may hold types and functions that refer to each other in a circle; counting alone would
-/// keep such a circle for ever, so its owner sweeps before it lets go. Each reference is taken once and the
-/// walk keeps its own stack, so it ends, whatever the shape. A swept object's references are none.
+/// Takes the counted references out of the objects it visits and out of the objects without a unit that these
+/// lead to, and drops them. A file may hold types and functions that refer to each other in a circle;
+/// counting alone would keep such a circle for ever, so its owner sweeps before it lets go. What another unit
+/// owns is left whole: that unit may live on. Each object's references are taken once and the walk keeps its
+/// own stack, so it ends in time linear to what it sweeps, whatever the shape. A swept object's references
+/// are none.
 class ktReferenceSweep {
 public:
-    /// Sweeps everything that can be reached from `object`, which the caller keeps alive. Kinds that own no
-    /// counted reference are passed over.
+    /// Sweeps `object`, which the caller keeps alive, and all without a unit that it leads to. Kinds that own
+    /// no counted reference are passed over.
     void Visit(ktObject &object);
 
 private:

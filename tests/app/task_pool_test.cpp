@@ -50,6 +50,14 @@ uint64_t PassGate(ktTask *task) {
     return 0;
 }
 
+/// Calls of FailingStart so far, and those of them that start a thread, as bits.
+uint32_t starts = 0;
+uint32_t goodStarts = 0;
+
+bool FailingStart(ktThread &thread, ktThread::Entry entry, void *argument) {
+    return (goodStarts >> starts++ & 1) != 0 && thread.Start(entry, argument);
+}
+
 } // namespace
 
 TEST(TaskPool, StartWithZeroWorkersFailsAndLeavesNothingRunning) {
@@ -85,6 +93,44 @@ TEST(TaskPool, IsStartedOnlyOnce) {
     EXPECT_EQ(pool.ThreadCount(), 1u);
     pool.Stop();
     EXPECT_FALSE(pool.Start(1));
+}
+
+TEST(TaskPool, WorkersThatCannotBeMadeAreLeftOut) {
+    starts = 0;
+    goodStarts = 0b1010;
+    std::atomic<uint64_t> runs{0};
+    std::vector<ktTask> tasks(100, MakeTask(CountUp, &runs));
+    ktTaskPool pool(0, FailingStart);
+    ASSERT_TRUE(pool.Start(5));
+    EXPECT_EQ(starts, 5u);
+    EXPECT_EQ(pool.ThreadCount(), 2u);
+    while (pool.AliveCount() != 2) SleepMilliseconds(1);
+    for (ktTask &task : tasks) ASSERT_TRUE(pool.Submit(&task, nullptr));
+    pool.WaitUntilIdle();
+    EXPECT_EQ(runs, 100u);
+    pool.Stop();
+    EXPECT_EQ(pool.ThreadCount(), 0u);
+    EXPECT_EQ(pool.AliveCount(), 0);
+}
+
+TEST(TaskPool, WithoutAnyWorkerTheStartFailsAndThePoolIsStopped) {
+    starts = 0;
+    goodStarts = 0;
+    std::atomic<uint64_t> runs{0};
+    ktTask task = MakeTask(CountUp, &runs);
+    ktTaskPool pool(0, FailingStart);
+    EXPECT_FALSE(pool.Start(3));
+    EXPECT_EQ(starts, 3u);
+    EXPECT_EQ(pool.ThreadCount(), 0u);
+    EXPECT_EQ(pool.AliveCount(), 0);
+    uint32_t id = 77;
+    EXPECT_FALSE(pool.Submit(&task, &id));
+    EXPECT_EQ(id, 0u);
+    EXPECT_FALSE(pool.IsBusy());
+    pool.WaitUntilIdle();
+    EXPECT_FALSE(pool.Start(3));
+    EXPECT_EQ(starts, 3u);
+    EXPECT_EQ(runs, 0u);
 }
 
 TEST(TaskPool, APoolThatIsNotRunningAcceptsNothing) {
@@ -256,6 +302,42 @@ TEST(TaskPool, AWakeUpWithoutATaskMakesAnEmptyTurn) {
     pool.WaitUntilIdle();
     EXPECT_EQ(runs, accepted);
     EXPECT_FALSE(pool.IsBusy());
+}
+
+TEST(TaskPool, RefusalsWhileTasksAreTakenOneByOneLoseNoWakeUp) {
+    constexpr uint64_t extra = 2000;
+    struct Steps {
+        ktSemaphore go{0, ktMaxQueuedTasks + extra + 1};
+        std::atomic<uint64_t> runs{0};
+    } steps;
+    // One record for all: as it has nothing stored, it may stand in the queue more than once.
+    ktTask step = MakeTask(
+        [](ktTask *self) {
+            FromWord<Steps>(self).go.Wait();
+            ++FromWord<Steps>(self).runs;
+            return uint64_t(0);
+        },
+        &steps);
+    ktTaskPool pool;
+    ASSERT_TRUE(pool.Start(1));
+    uint64_t accepted = 0;
+    uint64_t refused = 0;
+    while (pool.Submit(&step, nullptr)) ++accepted;
+    EXPECT_GE(accepted, uint64_t(ktMaxQueuedTasks));
+    // The queue is full. Each step makes room for one task, at a moment when submissions are being refused.
+    for (uint64_t i = 0; i < extra; ++i) {
+        steps.go.Release();
+        for (; !pool.Submit(&step, nullptr); ++refused) YieldThread();
+        ++accepted;
+    }
+    EXPECT_GT(refused, 0u);
+    steps.go.Release(ktMaxQueuedTasks + 1);
+    pool.WaitUntilIdle();
+    EXPECT_EQ(steps.runs, accepted);
+    EXPECT_TRUE(pool.Submit(&step, nullptr));
+    steps.go.Release();
+    pool.WaitUntilIdle();
+    EXPECT_EQ(steps.runs, accepted + 1);
 }
 
 TEST(TaskPool, ATaskMaySubmitTasks) {

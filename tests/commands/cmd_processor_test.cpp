@@ -111,6 +111,18 @@ TEST_F(CmdProcessor, AnImmediateRepetitionRunsWithoutBeingRecorded) {
     EXPECT_EQ(HistoryOf(processor), (Texts{"now 1", "now 2", "now 1"}));
 }
 
+TEST_F(CmdProcessor, TheHistoryIsNeverTrimmed) {
+    Texts lines;
+    for (int i = 0; i < 10000; ++i) {
+        const bool mistyped = i % 3 == 0;
+        lines.push_back(mistyped ? "strict" : "now " + std::to_string(i));
+        ASSERT_EQ(processor.RunLine(lines.back().c_str()), mistyped ? ktCmdBadArguments : ktCmdOk);
+    }
+    EXPECT_EQ(now.runs, 6666u);
+    EXPECT_EQ(strict.runs, 0u);
+    EXPECT_EQ(HistoryOf(processor), lines);
+}
+
 TEST_F(CmdProcessor, ALineThatFollowsItsOwnFailureIsNotRecordedAgain) {
     ktScriptedCmd changing("strict");
     ktScriptedCmdSet other{&changing};

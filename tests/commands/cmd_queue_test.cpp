@@ -7,12 +7,40 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace {
 
 class CmdQueue : public ktProcessorFixture {};
+
+/// A queued command that runs something of the test's once, between the parsing of its line, for which the
+/// worker was idle, and the queueing.
+class LateCmd final : public ktScriptedCmd {
+public:
+    explicit LateCmd(std::function<void()> newMeanwhile)
+        : ktScriptedCmd("late", {ktArgString, ktArgHex, ktArgAddressOrLocation}),
+          meanwhile(std::move(newMeanwhile)) {}
+    bool IsSynchronous() const override {
+        if (const std::function<void()> once = std::exchange(meanwhile, nullptr)) once();
+        return false;
+    }
+
+private:
+    mutable std::function<void()> meanwhile;
+};
+
+/// The arguments as a run sees them, with "-" for a text that is not there.
+std::string Seen(const ktCmdArg *args, uint32_t argCount) {
+    const auto textOf = [](const char *text) { return std::string(text ? text : "-"); };
+    std::string seen = std::to_string(argCount);
+    seen += " " + textOf(args[0].text) + " " + textOf(args[0].ValueText());
+    seen += " " + std::to_string(args[1].value);
+    seen += " " + textOf(args[2].text) + " " + std::to_string(args[2].value) + " " + textOf(args[2].extra);
+    return seen;
+}
 
 TEST_F(CmdQueue, AQueuedCommandRunsOnTheWorker) {
     std::atomic<uint64_t> thread = 0;
@@ -93,6 +121,71 @@ TEST_F(CmdQueue, ALineQueuedOverAWaitingOneTakesItsPlace) {
     EXPECT_EQ(queued.runs, 2u);
     EXPECT_EQ(numbers[0], 2u);
     EXPECT_EQ(numbers[1], 2u);
+}
+
+TEST_F(CmdQueue, NeitherTheReplacedLineNorTheOneInItsPlaceHasTexts) {
+    Texts seen;
+    queued.body = [&](ktCmdArg *args, uint32_t argCount) {
+        seen.push_back(Seen(args, argCount));
+        return 0u;
+    };
+    Occupy();
+    EXPECT_EQ(processor.RunLine("queued first 1 3"), ktCmdQueued);
+    EXPECT_EQ(processor.RunLine("queued second 2 4"), ktCmdQueued);
+    Finish();
+    EXPECT_EQ(seen, (Texts{"3 - - 2 - 4 -", "3 - - 2 - 4 -"}));
+    EXPECT_EQ(HistoryOf(processor), (Texts{"wait", "queued first 1 3", "queued second 2 4"}));
+}
+
+TEST_F(CmdQueue, TheCommandOfAReplacedLineDoesNotRun) {
+    ktScriptedCmd other("other");
+    other.synchronous = false;
+    ktScriptedCmdSet withOther{&queued, &waiting, &other};
+    ASSERT_TRUE(processor.RegisterSet(&withOther));
+    Occupy();
+    EXPECT_EQ(processor.RunLine("queued first 1"), ktCmdQueued);
+    EXPECT_EQ(processor.RunLine("other"), ktCmdQueued);
+    Finish();
+    EXPECT_EQ(queued.runs, 0u);
+    EXPECT_EQ(other.runs, 2u);
+    processor.RegisterSet(&set); // `withOther` goes
+}
+
+TEST_F(CmdQueue, TheTextOfAWaitingLineGoesWithItWhenAnotherTakesItsPlace) {
+    Texts seen;
+    LateCmd late([this] { Occupy(); }); // the line waits, and has its texts
+    late.body = [&](ktCmdArg *args, uint32_t argCount) {
+        seen.push_back(Seen(args, argCount));
+        return 0u;
+    };
+    ktScriptedCmdSet withLate{&waiting, &late};
+    ASSERT_TRUE(processor.RegisterSet(&withLate));
+    EXPECT_EQ(processor.RunLine("late first 1 3"), ktCmdQueued);
+    EXPECT_EQ(processor.RunLine("late second 2 4"), ktCmdQueued);
+    Finish();
+    EXPECT_EQ(seen, (Texts{"3 - - 2 - 4 -", "3 - - 2 - 4 -"}));
+    processor.RegisterSet(&set); // `withLate` goes
+}
+
+TEST_F(CmdQueue, TheTextOfTheLineThatTookAWaitingOnesPlaceIsWhatRuns) {
+    Texts seen;
+    const auto note = [&](ktCmdArg *args, uint32_t argCount) {
+        seen.push_back(Seen(args, argCount));
+        return 0u;
+    };
+    LateCmd late([this] {
+        Occupy();
+        EXPECT_EQ(processor.RunLine("queued first 1 3"), ktCmdQueued);
+    });
+    late.body = queued.body = note;
+    ktScriptedCmdSet withLate{&queued, &waiting, &late};
+    ASSERT_TRUE(processor.RegisterSet(&withLate));
+    EXPECT_EQ(processor.RunLine("late second 2 4"), ktCmdQueued);
+    Finish();
+    EXPECT_EQ(queued.runs, 0u);
+    // The second run is that of the same line, whose texts the first one has used up.
+    EXPECT_EQ(seen, (Texts{"3 second second 2 4 4 4", "3 - - 2 - 4 -"}));
+    processor.RegisterSet(&set); // `withLate` goes
 }
 
 TEST_F(CmdQueue, AFullQueueGivesStatus19AndTheLineIsRecorded) {

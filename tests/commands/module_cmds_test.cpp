@@ -7,6 +7,7 @@
 #include "app/task_pool.h"
 #include "session/sb_data_reader.h"
 #include "session/static_dbg_eng.h"
+#include "support/allocation_count.h"
 #include "support/command_session.h"
 #include "support/elf_builder.h"
 #include "support/fake_dbg_eng.h"
@@ -18,6 +19,11 @@ namespace {
 
 constexpr uint64_t root = 0x1AB000;
 constexpr uint64_t imageAt = 0x7F0000;
+
+/// A module name of a length that nothing else here has.
+const std::string longName(200, 'n');
+/// Bytes of that name after it was made unique, with "_1" and the terminator.
+constexpr size_t longNameBytes = 200 + 2 + 1;
 
 /// A session of the static engine.
 class ModuleCmds : public testing::Test, protected ktCommandSession {
@@ -146,6 +152,26 @@ TEST_F(ModuleCmds, LmfTakesABase) {
     EXPECT_EQ(space->GetModule(1)->base, 0x20000000u);
 }
 
+TEST_F(ModuleCmds, LmfOfAModuleThatCannotBeAddedGivesStatus9AndTakesItsPagesOutAgain) {
+    ASSERT_EQ(Load(longName + ".elf", GoodElf().Build()), ktCmdOk);
+    ASSERT_EQ(space->Pages().PageCount(), 3u);
+    {
+        const ktAllocationFailure failure(longNameBytes);
+        EXPECT_EQ(Load(longName + ".sys", GoodPe().Build()), ktCmdNotRegistered);
+        EXPECT_EQ(failure.Count(), 1u);
+    }
+    EXPECT_EQ(Names(), longName + " ");
+    EXPECT_EQ(space->ModuleNames().KeyCount(), 1u);
+    EXPECT_EQ(space->Pages().PageCount(), 3u) << "those of the other module";
+    uint8_t byte = 0;
+    EXPECT_FALSE(space->Reader().Seek(0x10001000) && space->Reader().ReadExact(&byte, 1));
+    EXPECT_TRUE(space->Reader().Seek(0x400001) && space->Reader().ReadExact(&byte, 1));
+
+    EXPECT_EQ(Run(lmf, {folder.Path(longName + ".sys")}), ktCmdOk);
+    EXPECT_EQ(Names(), longName + " " + longName + "_1 ");
+    EXPECT_TRUE(space->Reader().Seek(0x10001000) && space->Reader().ReadExact(&byte, 1));
+}
+
 TEST_F(ModuleCmds, LmfWithoutItsTextsFails) {
     ktCmdArg released = {};
     Run(cm, {});
@@ -236,6 +262,24 @@ TEST_F(ModDetect, ALoadedModuleIsNotLoadedAgain) {
     EXPECT_EQ(Run(detect, {}), ktCmdOk);
     EXPECT_EQ(Run(detect, {}), ktCmdAlreadyLoaded);
     EXPECT_EQ(space->ModuleCount(), 1u);
+}
+
+TEST_F(ModDetect, AModuleThatCannotBeAddedGivesStatus9AndMayBeDetectedAgain) {
+    builder.Publish(*space, builder.AddModule(longName.c_str(), 0x1000, 0x1000));
+    ktPeBuilder pe;
+    pe.AddSection(".text", 0x1000, ktBytes(0x200, 0x90));
+    pe.AddCodeView(0x2000, "C:\\build\\" + longName);
+    PutImage(pe.BuildLoaded());
+    {
+        const ktAllocationFailure failure(longNameBytes);
+        EXPECT_EQ(Run(detect, {}), ktCmdNotRegistered);
+        EXPECT_EQ(failure.Count(), 1u);
+    }
+    EXPECT_EQ(Names(), longName + " ");
+    EXPECT_EQ(space->ModuleNames().KeyCount(), 1u);
+    EXPECT_EQ(Run(detect, {}), ktCmdOk);
+    EXPECT_EQ(Names(), longName + " " + longName + "_1 ");
+    EXPECT_EQ(space->GetModule(1)->base, imageAt);
 }
 
 TEST_F(ModDetect, EngineFailures) {

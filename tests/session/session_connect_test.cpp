@@ -1,6 +1,7 @@
 #include "session/session.h"
 
 #include "support/session_rig.h"
+#include "support/symbol_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -44,6 +45,21 @@ void ExpectNoConnection(const ktSessionRig &rig) {
     EXPECT_EQ(rig.processor.symbolStore, nullptr);
     EXPECT_EQ(rig.processor.CurrentSet(), &rig.startup);
 }
+
+/// A type whose end writes down the calls that its target has seen by then.
+class MortalType final : public ktType {
+public:
+    MortalType(const ktFakeTarget &newTarget, std::vector<Calls> &newEnds)
+        : ktType(1), target(newTarget), ends(newEnds) {}
+    ~MortalType() override { ends.push_back(target.Calls()); }
+
+    TypeKind GetTypeKind() const override { return typeBasic; }
+    uint64_t GetSize() const override { return 1; }
+
+private:
+    const ktFakeTarget &target;
+    std::vector<Calls> &ends;
+};
 
 } // namespace
 
@@ -348,6 +364,24 @@ TEST(SessionDisconnect, DestroysTheDisassemblerAndThenTheEngine) {
     const int destroyed = ktFakeDisasm::destroyed;
     rig.session.Disconnect();
     EXPECT_EQ(ktFakeDisasm::destroyed, destroyed + 1);
+    EXPECT_EQ(rig.target.Calls(), Calls{"Destroy"});
+}
+
+TEST(SessionDisconnect, DestroysTheSpacesAndThenTheEngine) {
+    ktSessionRig rig;
+    ASSERT_TRUE(rig.ConnectQuietly());
+    std::vector<Calls> ends;
+    ktSymbolBuilder builder;
+    ktSpace *other = rig.session.spaces->Append(std::make_unique<ktSpace>(0x9000, nullptr));
+    for (ktSpace *space : {rig.Current(), other}) {
+        ktModule *module = builder.AddModule("kernel", 0x400000, 0x1000);
+        const ktRef<MortalType> type(new MortalType(rig.target, ends));
+        builder.AddUnit(module, "main.c")->AddType(type.Get());
+        builder.Publish(*space, module);
+    }
+    EXPECT_TRUE(ends.empty());
+    rig.session.Disconnect();
+    EXPECT_EQ(ends, (std::vector<Calls>{{}, {}})) << "no call, and so no end of the engine, came before";
     EXPECT_EQ(rig.target.Calls(), Calls{"Destroy"});
 }
 

@@ -275,6 +275,18 @@ TEST_F(SessionUpdate, Flag64DropsTheCacheAlsoWhenTheContextCannotBeHad) {
     EXPECT_EQ(Pages().generation, 0u);
 }
 
+TEST_F(SessionUpdate, Flag64WithoutTheCpuInfoDropsTheCacheOfTheSpaceBeforeAndReadsNothing) {
+    const ktSpace *before = rig.Current();
+    Pages().generation = 40;
+    rig.target.SetRegister(ktRegCr3, 0x9000); // a space that is not selected
+    rig.target.Fail("GetCpuInfo");
+    ExpectFailure(ktUpdateDropCache);
+    EXPECT_EQ(rig.target.Calls(), (Calls{"GetStateInfo", "GetCpuInfo", "GetContext"}));
+    EXPECT_EQ(rig.Current(), before);
+    EXPECT_EQ(Pages().PageCount(), 0u);
+    EXPECT_EQ(Pages().generation, 0u);
+}
+
 TEST_F(SessionUpdate, TwoInARowAFewBytesFurtherOnDoNotReadCodeBytesAgain) {
     MoveTo(ip + 0x10);
     ASSERT_TRUE(rig.session.Update(0));

@@ -32,6 +32,34 @@ public:
     void Destroy(uint32_t) override {}
 };
 
+/// A function and a type that write their ends down.
+class MortalFunction final : public ktFunction {
+public:
+    MortalFunction(uint64_t id, std::vector<uint64_t> &ends) : ktFunction(id), ended(ends) {}
+    ~MortalFunction() override { ended.push_back(GetId()); }
+
+private:
+    std::vector<uint64_t> &ended;
+};
+
+/// The type also writes down how many references there are to `watched`.
+class MortalType final : public ktType {
+public:
+    MortalType(uint64_t id, std::vector<uint64_t> &ends, const ktObject &newWatched)
+        : ktType(id), ended(ends), watched(newWatched) {}
+    ~MortalType() override {
+        ended.push_back(GetId());
+        ended.push_back(watched.RefCount());
+    }
+
+    TypeKind GetTypeKind() const override { return typeBasic; }
+    uint64_t GetSize() const override { return 1; }
+
+private:
+    std::vector<uint64_t> &ended;
+    const ktObject &watched;
+};
+
 /// With and without name tries.
 class CompUnitTest : public testing::TestWithParam<bool> {
 protected:
@@ -166,6 +194,25 @@ TEST_P(CompUnitTest, AnAddTakesOneReferenceAndTheEndDropsIt) {
     EXPECT_EQ(function->RefCount(), 1u);
     EXPECT_EQ(variable->RefCount(), 1u);
     EXPECT_EQ(type->RefCount(), 1u);
+}
+
+TEST_P(CompUnitTest, TheEndReleasesFunctionsThenTypesThenVariables) {
+    std::vector<uint64_t> ended;
+    const ktRef<ktVariable> variable(factory.CreateVariable());
+    ASSERT_TRUE(unit->AddVariable(variable.Get()));
+    for (const uint64_t id : {101u, 102u}) {
+        const ktRef<MortalType> type(new MortalType(id, ended, *variable));
+        type->SetName(std::to_string(id).c_str());
+        ASSERT_TRUE(unit->AddType(type.Get()));
+    }
+    for (const uint64_t id : {11u, 12u}) {
+        const ktRef<MortalFunction> function(new MortalFunction(id, ended));
+        ASSERT_TRUE(unit->AddFunction(function.Get()));
+    }
+    unit.Reset();
+    // At the end of each type the unit still has its reference to the variable, beside the test's.
+    EXPECT_EQ(ended, (std::vector<uint64_t>{11, 12, 101, 2, 102, 2}));
+    EXPECT_EQ(variable->RefCount(), 1u);
 }
 
 TEST_P(CompUnitTest, AnObjectWithoutReferencesIsNotAdded) {

@@ -1,5 +1,7 @@
 #include "symbols/reference_sweep.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 #include "symbols/comp_unit.h"
@@ -57,6 +59,50 @@ protected:
     ktRef<ktCompUnit> unit;
     ktRef<ktAliasType> alias;
 };
+
+/// Makes `reference` own one to `object`.
+void Refer(ktTypeRef &reference, ktObject &object) {
+    ASSERT_TRUE(object.AddRef());
+    reference.SetObject(&object);
+}
+
+/// Two units, each with an alias; the references are up to the test. Besides its unit, the test holds one
+/// reference to each alias.
+class TwoUnitsTest : public testing::Test {
+protected:
+    TwoUnitsTest()
+        : first(factory.CreateCompUnit()), second(factory.CreateCompUnit()),
+          inFirst(factory.CreateAliasType()), inSecond(factory.CreateAliasType()) {
+        EXPECT_TRUE(first->AddType(inFirst.Get()));
+        EXPECT_TRUE(second->AddType(inSecond.Get()));
+    }
+
+    ktSymbolFactory factory;
+    ktRef<ktCompUnit> first, second;
+    ktRef<ktAliasType> inFirst, inSecond;
+};
+
+/// Circles through both units; the parameter tells whether the second unit dies first.
+class CircleAcrossUnitsTest : public TwoUnitsTest, public testing::WithParamInterface<bool> {
+protected:
+    void ExpectTheyGoWithTheLastUnit() {
+        ktRef<ktCompUnit> &early = GetParam() ? second : first;
+        ktRef<ktCompUnit> &late = GetParam() ? first : second;
+        ktAliasType &earlyType = GetParam() ? *inSecond : *inFirst;
+        ktAliasType &lateType = GetParam() ? *inFirst : *inSecond;
+        early.Reset();
+        EXPECT_TRUE(earlyType.target.IsNone());
+        EXPECT_FALSE(lateType.target.IsNone());
+        late.Reset();
+        for (const ktAliasType *type : {&earlyType, &lateType}) {
+            EXPECT_TRUE(type->target.IsNone());
+            EXPECT_EQ(type->RefCount(), 1u) << "the test's own";
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Ends, CircleAcrossUnitsTest, testing::Values(false, true),
+                         [](const auto &instance) { return instance.param ? "SecondFirst" : "FirstFirst"; });
 
 } // namespace
 
@@ -125,6 +171,14 @@ TEST_F(CircleTest, OfTypesOfTheUnitGoesWithTheUnit) {
     ExpectItGoesWithTheUnit();
 }
 
+TEST_F(CircleTest, WithoutAUnitGoesWithTheUnitWhoseTypeLeadsToIt) {
+    ktRef<ktModifiedType> pointer(factory.CreateModifiedType());
+    pointer->target.SetObject(alias.Detach());
+    unit->AddType(pointer.Get());
+    pointer.Reset();
+    ExpectItGoesWithTheUnit();
+}
+
 TEST_F(CircleTest, BehindAFunctionGoesWithTheUnit) {
     ktRef<ktFunction> function(factory.CreateFunction());
     function->returnType.SetObject(alias.Detach());
@@ -187,4 +241,87 @@ TEST_F(CircleTest, OfAnEnumAndItsUnderlyingTypeGoesWithTheUnit) {
     unit->AddType(enumeration.Get());
     enumeration.Detach(); // the function type has it
     ExpectItGoesWithTheUnit();
+}
+
+TEST_F(TwoUnitsTest, AUnitThatDiesLeavesTheReferencesOfTheOtherUnitsObjectsWhole) {
+    const ktRef<ktBasicType> basic(factory.CreateBasicType());
+    const ktRef<ktFunction> function(factory.CreateFunction());
+    Refer(inSecond->target, *basic);
+    Refer(function->returnType, *basic);
+    ASSERT_TRUE(second->AddFunction(function.Get()));
+    // From the first unit straight to the type, over a type of no unit, and to the function.
+    Refer(inFirst->target, *inSecond);
+    const ktRef<ktFuncType> caller(factory.CreateFuncType());
+    ktArrayType *between = factory.CreateArrayType();
+    Refer(between->elementType, *inSecond);
+    caller->returnType.SetObject(between);
+    ASSERT_TRUE(first->AddType(caller.Get()));
+    const ktRef<ktInlinedFunction> call(factory.CreateInlinedFunction());
+    Refer(call->origin, *function);
+    ASSERT_TRUE(first->AddFunction(call.Get()));
+    EXPECT_EQ(inSecond->RefCount(), 4u);
+    EXPECT_EQ(function->RefCount(), 3u);
+
+    first.Reset();
+    EXPECT_TRUE(inFirst->target.IsNone());
+    EXPECT_TRUE(caller->returnType.IsNone());
+    EXPECT_TRUE(call->origin.IsNone());
+    EXPECT_EQ(inSecond->target.Object(), basic.Get());
+    EXPECT_EQ(function->returnType.Object(), basic.Get());
+    EXPECT_EQ(inSecond->RefCount(), 2u);
+    EXPECT_EQ(function->RefCount(), 2u);
+    EXPECT_EQ(basic->RefCount(), 3u);
+
+    second.Reset();
+    EXPECT_EQ(inSecond->RefCount(), 1u);
+    EXPECT_EQ(function->RefCount(), 1u);
+    EXPECT_EQ(basic->RefCount(), 1u);
+}
+
+TEST_P(CircleAcrossUnitsTest, OfTheTypesThemselvesGoesWhenBothAreGone) {
+    Refer(inFirst->target, *inSecond);
+    Refer(inSecond->target, *inFirst);
+    ExpectTheyGoWithTheLastUnit();
+}
+
+TEST_P(CircleAcrossUnitsTest, OverTypesWithoutAUnitGoesWhenBothAreGone) {
+    bool hasEnded[2] = {false, false};
+    for (int i = 0; i < 2; ++i) {
+        ktFuncType *between = factory.CreateFuncType();
+        Refer(between->returnType, i == 0 ? *inSecond : *inFirst);
+        between->args.push_back(factory.CreateFuncArg());
+        between->args[0]->type.SetObject(new MortalType(hasEnded[i]));
+        (i == 0 ? inFirst : inSecond)->target.SetObject(between);
+    }
+    ExpectTheyGoWithTheLastUnit();
+    EXPECT_TRUE(hasEnded[0]);
+    EXPECT_TRUE(hasEnded[1]);
+}
+
+// Going through the wide type once for each way that leads to it would take billions of steps.
+TEST(ReferenceSweepScale, AWideTypeBehindAsManyAliasesIsGoneThroughOnce) {
+    constexpr int width = 60000;
+    ktSymbolFactory factory;
+    bool hasEnded = false;
+    ktRef<ktCompUnit> unit(factory.CreateCompUnit());
+    {
+        const ktRef<MortalType> payload(new MortalType(hasEnded));
+        const ktRef<ktFuncType> wide(factory.CreateFuncType());
+        const ktRef<ktFunction> function(factory.CreateFunction());
+        for (int i = 0; i < width; ++i) {
+            wide->args.push_back(factory.CreateFuncArg());
+            Refer(wide->args.back()->type, *payload);
+            ktAliasType *alias = factory.CreateAliasType();
+            Refer(alias->target, *wide);
+            function->args.push_back(factory.CreateFuncArg());
+            function->args.back()->type.SetObject(alias);
+        }
+        ASSERT_TRUE(unit->AddFunction(function.Get()));
+    }
+    EXPECT_FALSE(hasEnded);
+    const auto start = std::chrono::steady_clock::now();
+    unit.Reset();
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    EXPECT_TRUE(hasEnded);
+    EXPECT_LT(seconds.count(), 2.0);
 }

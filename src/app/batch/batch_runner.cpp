@@ -7,6 +7,7 @@
 #include "commands/cmd.h"
 #include "commands/cmd_processor.h"
 #include "platform/clock.h"
+#include "platform/console.h"
 #include "platform/thread.h"
 #include "session/session.h"
 
@@ -43,6 +44,7 @@ ktBatchRunner::ktBatchRunner(ktApp &startedApp, const ktBatchOptions &givenOptio
     : app(startedApp), options(givenOptions), watchdog(*app.processor, options.timeoutMilliseconds) {}
 
 int ktBatchRunner::Run(ktLineSource &source) {
+    NoteInterrupts(true);
     PrintNewLines(false);
     std::string line;
     while (source.Next(line)) {
@@ -57,12 +59,13 @@ int ktBatchRunner::Run(ktLineSource &source) {
         std::fputs("sabledbg-batch: the output could not be written\n", stderr);
         exitCode = ktBatchStopped;
     }
+    NoteInterrupts(false);
     return exitCode;
 }
 
 ktBatchRunner::Next ktBatchRunner::RunOne(const std::string &line, const std::string &place) {
     if (line.starts_with('#')) return Next::line;
-    ktInterrupts::Take(); // one that came between two lines has nothing to stop
+    TakeInterrupt(); // one that came between two lines has nothing to stop
     if (options.echo) {
         std::printf("> %s\n", line.c_str());
         std::fflush(stdout);
@@ -106,7 +109,7 @@ bool ktBatchRunner::IsQuit(const std::string &line) {
 void ktBatchRunner::WaitUntilIdle() {
     ktBusySign sign;
     while (app.processor->IsBusy()) {
-        if (ktInterrupts::Take()) app.processor->CancelRunning();
+        if (TakeInterrupt()) app.processor->CancelRunning();
         sign.Refresh();
         SleepMilliseconds(pollMilliseconds);
     }
@@ -137,8 +140,7 @@ ktBatchRunner::Next ktBatchRunner::RunDirective(const std::string &line, const s
 ktBatchRunner::Next ktBatchRunner::Sleep(uint32_t milliseconds) {
     ktClock &clock = SystemClock();
     const uint64_t start = clock.Milliseconds();
-    while (clock.Milliseconds() - start < milliseconds && !ktInterrupts::Take())
-        clock.Sleep(pollMilliseconds);
+    while (clock.Milliseconds() - start < milliseconds && !TakeInterrupt()) clock.Sleep(pollMilliseconds);
     PrintNewLines(false);
     return Next::line;
 }
@@ -146,7 +148,7 @@ ktBatchRunner::Next ktBatchRunner::Sleep(uint32_t milliseconds) {
 ktBatchRunner::Next ktBatchRunner::WaitForStop(uint32_t milliseconds) {
     ktClock &clock = SystemClock();
     const uint64_t start = clock.Milliseconds();
-    while (!TargetIsStopped() && !ktInterrupts::Take()) {
+    while (!TargetIsStopped() && !TakeInterrupt()) {
         if (clock.Milliseconds() - start >= milliseconds) {
             exitCode = ktBatchTimedOut;
             return Next::stop;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "app/batch/batch_options.h"
-#include "app/batch/interrupts.h"
 #include "app/batch/line_printer.h"
 #include "app/batch/watchdog.h"
 
@@ -34,7 +33,6 @@ private:
 
     ktApp &app;
     const ktBatchOptions &options;
-    ktInterrupts interrupts;
     ktLinePrinter printer;
     ktWatchdog watchdog;
     int exitCode = ktBatchDone;

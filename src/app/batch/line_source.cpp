@@ -1,6 +1,5 @@
 #include "app/batch/line_source.h"
 
-#include "app/batch/interrupts.h"
 #include "platform/console.h"
 
 #include <editline/readline.h>
@@ -85,6 +84,8 @@ bool ktLineSource::ReadFrom(std::istream &stream, std::string &line) {
 }
 
 bool ktLineSource::ReadFromTerminal(std::string &line) {
+    // The library's own reading misses an interrupt that comes just before it waits.
+    rl_getc_function = [](FILE *) { return ReadInputByte(); };
     for (;;) {
         char *typed = readline(prompt);
         if (typed) {
@@ -94,7 +95,7 @@ bool ktLineSource::ReadFromTerminal(std::string &line) {
             return true;
         }
         // Ctrl+C drops what was typed; only the end of input ends.
-        if (!ktInterrupts::Take()) return false;
+        if (!TakeInterrupt()) return false;
         std::puts("");
     }
 }

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cassert>
 #include <cerrno>
+#include <csignal>
 #include <new>
 #include <pthread.h>
 #include <sched.h>
@@ -25,6 +26,19 @@ struct ktThread::State {
     void *argument;
     uint64_t id;
     pthread_t handle;
+
+    /// Signals are left to the thread that the process began with: no other one has its waits and reads cut
+    /// short, and whoever raises one there finds it handled when the raising call returns. Only the faults of
+    /// the thread itself are not blocked, as their handlers would never see them.
+    int Create() {
+        sigset_t all, before;
+        sigfillset(&all);
+        for (const int fault : {SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP}) sigdelset(&all, fault);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
+        const int error = pthread_create(&handle, nullptr, Run, this);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        return error;
+    }
 
     static void *Run(void *self) {
         const auto *state = static_cast<const State *>(self);
@@ -51,7 +65,7 @@ bool ktThread::Start(Entry entry, void *argument) {
     if (state || !entry) return false;
     std::unique_ptr<State> starting(new (std::nothrow) State{entry, argument, NextThreadId(), {}});
     if (!starting) return false;
-    if (const int error = pthread_create(&starting->handle, nullptr, State::Run, starting.get())) {
+    if (const int error = starting->Create()) {
         errno = error; // where LastSystemError looks
         return false;
     }
