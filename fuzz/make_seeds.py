@@ -38,6 +38,24 @@ def command_line_seeds():
         yield str(number), line.encode("latin-1")
 
 
+@seeds("type_display")
+def type_display_seeds():
+    """Types as kind, length and text of the name, length and bytes of the size, and what the kind adds; then
+    a byte for each reference. The whole is printed as a format as well."""
+    def named(kind, name, size, *numbers):
+        parts = [bytes([kind, len(name)]), name.encode()]
+        for number in (size, *numbers):
+            text = number.to_bytes(8, "big").lstrip(b"\0")
+            parts.append(bytes([len(text)]) + text)
+        return b"".join(parts)
+    integer = named(0, "int", 4)
+    yield "basic", integer + named(0, "wide", 16) + named(0, "huge", 2**63 + 4)
+    yield "circle", b"".join(named(2, "", flags) for flags in (1, 2, 4, 8, 16, 0)) + bytes(64)
+    yield "one_of_each", integer + b"".join(named(kind, "k%d%%" % kind, 8, 1, 3) for kind in range(1, 8)) + bytes(range(16))
+    for number, text in enumerate(["%08llX %-20s %n", "operator%=", "%*.*f%#o%+5d", "% -+#0999999999999.99999a", "%5%d%"]):
+        yield f"format_{number}", text.encode()
+
+
 @seeds("expression")
 def expression_seeds():
     texts = ["1 + (2 * 3)", "2 ^^ 3 ^^ 2", "-5", "min(1,2)", "mxy", "1 )( 2", "min + 1", "(m)1)(5", "1 << 41", "0xff,",
@@ -140,6 +158,42 @@ def pe_seeds():
     for name, content in (("wide", pe_file(True)), ("narrow", pe_file(False))):
         for mode in LOAD_MODES + (8, 10):
             yield f"{name}_{mode}", bytes([mode]) + content
+
+
+def line_program(version, tables, code, wide=False):
+    """A program with the header fields of common compilers."""
+    body = struct.pack("<H", version) + (b"\x08\0" if version == 5 else b"") + bytes(8 if wide else 4) + b"\x01"
+    body += (b"\x01" if version >= 4 else b"") + b"\x01\xfb\x0e\x0d" + bytes((0, 1, 1, 1, 1, 0, 0, 0, 1, 0, 0, 1))
+    body += tables + code
+    return (struct.pack("<IQ", 0xFFFFFFFF, len(body)) if wide else struct.pack("<I", len(body))) + body
+
+
+@seeds("line_program")
+def line_program_seeds():
+    """The first byte: 1 for a 32-bit unit, 2 for texts in sections, 4 times the program's offset; then .debug_line."""
+    old = b"/inc\0sub\0\0a.c\0\0\1\2b.h\0\1\1\2\0"
+    inline = b"\1\1\x08\2/build\0/inc\0" + b"\2\1\x08\2\x0b\2a.c\0\0b.h\0\1"
+    every = (b"\1\1\x1f\1" + bytes(4) + b"\5\1\x0e\2\x0f\3\x09\4\x06\5\x1e\1" + bytes(4) + b"\1\2ab" + bytes(20))
+    code = (b"\0\x09\2" + struct.pack("<Q", 0x1000) + b"\x12\x05\x07\x03\x09\x01\x02\x04\x04\x02\xd0\x06\x08"
+            b"\0\2\4\1\x0a\0\1\1\0\5\2" + struct.pack("<I", 0x2000) + b"\x14\x02\x02\0\1\1")
+    logged = b"\7\x09\5\x0a\x0b\x0c\1\0\5\3x\0\1\2\3\1"
+    programs = {"old": line_program(3, old, code), "four": line_program(4, old, code + logged),
+                "five": line_program(5, inline, code), "wide": line_program(5, inline, code, wide=True),
+                "forms": line_program(5, every, code), "none": line_program(2, b"\0\0", logged),
+                "many": line_program(4, b"d\0" * 1026 + b"\0" + b"f\0\0\0\0" * 1026 + b"\0", code)}
+    for name, content in programs.items():
+        for mode in (0, 1, 3):
+            yield f"{name}_{mode}", bytes([mode]) + content
+    yield "offset", bytes([1 + 4 * 4]) + bytes(4) + programs["four"]
+
+
+@seeds("source_path")
+def source_path_seeds():
+    """The first byte: 1 for the other separator, 2 for a root; then the path, which is also the text of a file."""
+    texts = ["/home/u/../a.c", "C:\\x\\a.c", "../../a", "./a/./b/..", "//\\//", "", "a\nb\n\nc", "/a/b/c/d/e/../../../f.c"]
+    for number, text in enumerate(texts):
+        for mode in range(4):
+            yield f"{number}_{mode}", bytes([mode]) + text.encode()
 
 
 def main():

@@ -48,11 +48,21 @@ const char *ktCircularLines::HandOut(uint64_t index) const {
 }
 
 bool ktCircularLines::AddLine(const char *text) {
+    ktLockGuard guard(lock.access);
+    return AddLocked(text);
+}
+
+void ktCircularLines::AddLines(std::span<const char *const> texts) {
+    ktLockGuard guard(lock.access);
+    for (const char *text : texts) AddLocked(text);
+}
+
+/// AddLine under `access`.
+bool ktCircularLines::AddLocked(const char *text) {
     if (!text) return false;
     const uint64_t length = std::strlen(text);
     if (length >= capacity) return false;
     const uint64_t need = length + 1;
-    ktLockGuard guard(lock.access);
     if (!buffer || !offsets.MakeRoom()) return false;
     const bool fits = writeOffset + need <= capacity;
     if (fits && !wrapped) {

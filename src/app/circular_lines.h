@@ -30,6 +30,7 @@ public:
     const char *GetLine(uint64_t index) const override;
     /// False for a line of `capacity` bytes or more, with the store untouched. Any thread.
     bool AddLine(const char *text) override;
+    void AddLines(std::span<const char *const> texts) override;
     void Clear() override;
     void LockShared() override { lock.LockShared(); }
     void UnlockShared() override { lock.UnlockShared(); }
@@ -40,6 +41,7 @@ public:
     char *GetText() override;
 
 private:
+    bool AddLocked(const char *text);
     void StartNewLap();
     void ReplaceLines(uint64_t need);
     const char *LineAt(uint64_t index) const;

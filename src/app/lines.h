@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 /// A store of text lines. The locks guard a walk over lines; AddLine takes none
 /// of its own, so that a writer never waits for a frame being drawn.
@@ -22,4 +23,8 @@ public:
     virtual void UnlockExclusive() = 0;
     /// All text as one string, freed by the caller with free(); null when empty.
     virtual char *GetText() = 0;
+    /// Adds each of `texts` as AddLine does, in order and, where the store can, without other lines between.
+    virtual void AddLines(std::span<const char *const> texts) {
+        for (const char *text : texts) AddLine(text);
+    }
 };

@@ -32,6 +32,12 @@ int ktLog(const char *format, ...) {
     return 1;
 }
 
+void ktLogLinesAtOnce(std::span<const char *const> texts) {
+    if (texts.empty() || !logSink.load(std::memory_order_relaxed)) return;
+    ktLockGuard guard(logLock);
+    if (ktLines *sink = logSink.load(std::memory_order_relaxed)) sink->AddLines(texts);
+}
+
 bool SetLogSink(ktLines *sink) {
     if (!sink) return false;
     ktLockGuard guard(logLock);

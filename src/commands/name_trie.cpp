@@ -7,10 +7,6 @@
 
 namespace {
 
-bool IsSevenBit(std::string_view key) {
-    return std::none_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
-}
-
 uint32_t FirstLive(const ktNameTrieStorage &storage, uint32_t edge) {
     while (edge != 0 && !storage.Edge(edge).IsLive()) edge = storage.Edge(edge).nextSibling;
     return edge;
@@ -44,12 +40,16 @@ ktNameTrie::ktNameTrie(size_t limit) : memoryLimit(limit) {}
 
 ktNameTrie::~ktNameTrie() { Clear(); }
 
+bool ktNameTrie::CanHold(std::string_view key) {
+    return std::none_of(key.begin(), key.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
+}
+
 ktNameTrieNode ktNameTrie::Root() const { return {this, 0, 0}; }
 
 ktNameTrieNode ktNameTrie::Insert(const char *key, uint64_t value) {
     if (key == nullptr) return {};
     const std::string_view text(key);
-    if (!IsSevenBit(text)) return {};
+    if (!CanHold(text)) return {};
     if (storage == nullptr) storage = ktNameTrieStorage::Create(memoryLimit);
     if (storage == nullptr) return {};
 

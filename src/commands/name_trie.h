@@ -54,6 +54,9 @@ public:
     ktNameTrie(const ktNameTrie &) = delete;
     ktNameTrie &operator=(const ktNameTrie &) = delete;
 
+    /// True for keys that Insert does not refuse for what they are.
+    static bool CanHold(std::string_view key);
+
     ktNameTrieNode Root() const;
     /// The new key's node. None, and nothing changed, for a null key, a byte above 127, a key
     /// already stored, or exhausted memory. The empty key marks the root.

@@ -10,8 +10,11 @@
 #include "commands/trace_cmds.h"
 #include "commands/update_cmd.h"
 #include "disasm/u_cmd.h"
+#include "symbols/enumerate_cmds.h"
 #include "symbols/location_cmds.h"
 #include "symbols/module_cmds.h"
+#include "symbols/srcpath_cmd.h"
+#include "symbols/type_cmd.h"
 
 #include <vector>
 
@@ -26,6 +29,10 @@ private:
     ktClsCmd cls;
     ktCmCmd cm;
     ktDisconnectCmd disconnect;
+    ktDtCmd displayType;
+    ktEcuCmd ecu;
+    ktEfnCmd efn;
+    ktEmCmd em;
     ktEvalCmd eval;
     ktGCmd go;
     ktHelpCmd help;
@@ -34,6 +41,7 @@ private:
     ktQuitCmd quit;
     ktRestartCmd restart;
     ktSlCmd sl;
+    ktSrcPathCmd srcpath;
     ktSwCmd sw;
     ktTCmd trace;
     ktTuaCmd traceUntilAddress;

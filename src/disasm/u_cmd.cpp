@@ -85,7 +85,7 @@ uint32_t ktUCmd::List(ktSpace &space, uint64_t start, uint64_t count, bool count
                 output->AddLine(format.text.c_str());
             }
         }
-        if (found && sourceLines) sourceLines->ShowSourceLine(results.front(), address, *output);
+        if (found) ShowSourceLine(results.front(), address, *output);
 
         uint8_t code[codeSize] = {};
         uint32_t got = 0;

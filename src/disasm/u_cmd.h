@@ -4,15 +4,12 @@
 #include "symbols/location_format.h"
 
 class ktDisasm;
-class ktSourceLines;
 class ktSpace;
 
 /// `u`: lists instructions, with a header at each function and source lines where they are known.
 class ktUCmd final : public ktSessionOutputCmd {
 public:
     ktUCmd() : ktSessionOutputCmd("u") {}
-    /// What prints source lines, null for nobody; stays the caller's.
-    void SetSourceLines(ktSourceLines *newSourceLines) { sourceLines = newSourceLines; }
     uint32_t Execute(ktCmdArg *args, uint32_t argCount) override;
 
 private:
@@ -20,7 +17,6 @@ private:
     uint32_t List(ktSpace &space, uint64_t start, uint64_t count, bool countGiven);
     uint64_t AddInstruction(uint64_t address, const uint8_t *code, uint32_t size) const;
 
-    ktSourceLines *sourceLines = nullptr;
     ktLocationList results; ///< of the address that is listed
     bool found = false;     ///< `start` had at least one location
     ktLocationFormat format;

@@ -18,6 +18,8 @@ public:
 
     /// Seeks and reads once; `done` receives the number of bytes that came, at most `size`.
     bool ReadAt(uint64_t position, void *buffer, uint32_t size, uint32_t &done);
+    /// For who moves it by itself; lives as long as this object.
+    DataReader &Reader() { return reader; }
 
 private:
     ktSbDataReader source;

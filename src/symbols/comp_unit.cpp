@@ -1,20 +1,26 @@
 #include "symbols/comp_unit.h"
 
+#include <new>
+
 #include "symbols/function.h"
 #include "symbols/reference_sweep.h"
+#include "symbols/source_cache.h"
 #include "symbols/type.h"
 #include "symbols/variable.h"
 
 ktCompUnit::ktCompUnit(uint64_t id) : ktObject(id) {}
 
 ktCompUnit::~ktCompUnit() {
-    ktReferenceSweep sweep;
-    for (ktFunction *function : Functions()) sweep.Visit(*function);
-    for (ktType *type : Types()) sweep.Visit(*type);
-    for (ktVariable *variable : Variables()) sweep.Visit(*variable);
+    if (functions.HasHeapObjects() || types.HasHeapObjects() || variables.HasHeapObjects()) {
+        ktReferenceSweep sweep;
+        for (ktFunction *function : Functions()) sweep.Visit(*function);
+        for (ktType *type : Types()) sweep.Visit(*type);
+        for (ktVariable *variable : Variables()) sweep.Visit(*variable);
+    }
     functions.Release();
     types.Release();
     variables.Release();
+    for (ktRangeList *list : listsToEnd) list->~ktRangeList();
 }
 
 bool ktCompUnit::AddFunction(ktFunction *function) {
@@ -43,11 +49,22 @@ void ktCompUnit::SetIndexed(bool on) {
     variables.SetIndexed(on);
 }
 
+const ktNameTrie &ktCompUnit::FunctionNames() const { return functions.Trie(); }
+
+const ktNameTrie &ktCompUnit::TypeNames() const { return types.Trie(); }
+
+const ktNameTrie &ktCompUnit::VariableNames() const { return variables.Trie(); }
+
 void ktCompUnit::FunctionsAt(uint64_t address, std::vector<ktFunction *> &hits) const {
     functionsByAddress.All(address, hits);
 }
 
 ktFunction *ktCompUnit::FirstFunctionAt(uint64_t address) const { return functionsByAddress.First(address); }
+
+ktSourceCache *ktCompUnit::Sources() {
+    if (!sources) sources.reset(new (std::nothrow) ktSourceCache(lines));
+    return sources.get();
+}
 
 void ktCompUnit::Freeze() {
     functions.Freeze();

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "symbols/address_lookup.h"
+#include "symbols/arena.h"
 #include "symbols/line_info.h"
 #include "symbols/named_array.h"
 #include "symbols/object.h"
@@ -10,6 +13,7 @@
 #include "symbols/range_list.h"
 
 class ktFunction;
+class ktSourceCache;
 class ktType;
 class ktVariable;
 
@@ -50,17 +54,40 @@ public:
     const std::vector<ktFunction *> &Functions() const { return functions.Items(); }
     const std::vector<ktType *> &Types() const { return types.Items(); }
     const std::vector<ktVariable *> &Variables() const { return variables.Items(); }
-    const ktNameTrie &FunctionNames() const { return functions.Trie(); }
-    const ktNameTrie &TypeNames() const { return types.Trie(); }
-    const ktNameTrie &VariableNames() const { return variables.Trie(); }
+    /// All names while indexed, else none. Any thread once published.
+    const ktNameTrie &FunctionNames() const;
+    const ktNameTrie &TypeNames() const;
+    const ktNameTrie &VariableNames() const;
+
+    /// A new object in the unit's arena; it lives as long as the unit. `id` and the default name are the
+    /// business of the caller. Only for the thread that fills the unit; throws std::bad_alloc.
+    template <class T>
+    T *MakeInArena(uint64_t id) {
+        T *object = arena.Make<T>(id);
+        object->SetInArena();
+        return object;
+    }
+    ktArena &Arena() { return arena; }
+    /// Destroys `list`, which stands in the arena and has memory outside of it, with the unit.
+    void EndWithUnit(ktRangeList &list) { listsToEnd.push_back(&list); }
+    /// Keeps `bytes`, to which names and line tables refer, as long as the unit.
+    void Keep(std::shared_ptr<const void> bytes) { keptBytes = std::move(bytes); }
+
+    /// The source files of `lines`, made by the first call, which is for a unit that is complete; null
+    /// without memory. One thread at a time.
+    ktSourceCache *Sources();
 
     ktRangeList ranges;
     ktLineInfo lines;
     ktOwnedText name;
 
 private:
-    ktNamedArray<ktFunction> functions{ktNameRule::unique};
-    ktNamedArray<ktType> types{ktNameRule::unique};
+    std::unique_ptr<ktSourceCache> sources;
+    std::shared_ptr<const void> keptBytes;
+    ktArena arena;
+    std::vector<ktRangeList *> listsToEnd;
+    ktNamedArray<ktFunction> functions{ktNameRule::unique, &arena};
+    ktNamedArray<ktType> types{ktNameRule::unique, &arena};
     ktNamedArray<ktVariable> variables{ktNameRule::asItComes};
     ktAddressLookup<ktFunction> functionsByAddress{functions.Items()};
 };

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "symbols/object.h"
+#include "symbols/object_list.h"
 #include "symbols/owned_text.h"
 #include "symbols/range_list.h"
 #include "symbols/type_ref.h"
@@ -23,8 +22,8 @@ public:
     ktOwnedText name;
     ktTypeRef returnType; ///< owns a reference once resolved
     uint64_t entry = 0;   ///< address of the first instruction
-    std::vector<ktFuncArg *> args;
-    std::vector<ktVariable *> locals;
+    ktObjectList<ktFuncArg> args;
+    ktObjectList<ktVariable> locals;
 };
 
 /// One inlined call, with the ranges of its body.

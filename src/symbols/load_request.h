@@ -3,6 +3,7 @@
 #include "symbols/module.h"
 #include "symbols/object.h"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -19,6 +20,12 @@ public:
                            std::string &path) = 0;
 };
 
+/// How far a long load has come. Any thread may read it at any time.
+struct ktLoadProgress {
+    std::atomic<uint64_t> unitsFound{0};
+    std::atomic<uint64_t> unitsDone{0};
+};
+
 /// Arguments of one load.
 struct ktLoadRequest {
     ktRef<ktModule> module;     ///< being filled; the request's own until it is added
@@ -28,4 +35,5 @@ struct ktLoadRequest {
     ktSymbolFactory *factory = nullptr;
     ktPageCache *pages = nullptr;             ///< set only when the image's bytes are to be kept
     ktSymbolLocator *symbolLocator = nullptr; ///< may be null
+    ktLoadProgress *progress = nullptr;       ///< may be null
 };

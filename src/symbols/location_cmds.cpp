@@ -41,11 +41,6 @@ void FoldInto(std::string &folded, std::string_view text) {
     std::transform(text.begin(), text.end(), folded.begin(), Fold);
 }
 
-/// The entry of `texts` under `index`, or null.
-const char *TextAt(const std::vector<ktOwnedText> &texts, uint64_t index) {
-    return index < texts.size() ? texts[index].Get() : nullptr;
-}
-
 void AddTextLines(ktLines &output, const char *head, const char *text) {
     if (!text) return;
     output.AddLine(head);
@@ -54,14 +49,11 @@ void AddTextLines(ktLines &output, const char *head, const char *text) {
 
 /// Prints file, directory and line of the first row that stands for exactly `address`.
 void AddSourceLines(ktLines &output, const ktLineInfo &info, uint64_t address) {
-    const auto row =
-        std::find_if(info.lines.begin(), info.lines.end(),
-                     [address](const ktLineRecord &record) { return record.address == address; });
-    if (row == info.lines.end() || row->file >= info.files.size()) return;
-    const uint64_t directory = row->file < info.fileDirs.size() ? info.fileDirs[row->file] : 0;
-    AddTextLines(output, "Source file path:", TextAt(info.files, row->file));
-    AddTextLines(output, "Source directory path:",
-                 directory == 0 ? info.compDir.Get() : TextAt(info.directories, directory));
+    const ktLineRecord *row = info.FirstRowAt(address);
+    const ktLineTable &table = info.Table();
+    if (!row || row->file >= table.files.size()) return;
+    AddTextLines(output, "Source file path:", table.files[row->file].Get());
+    AddTextLines(output, "Source directory path:", table.DirectoryOf(row->file, info.compDir.Get()));
     char text[32];
     std::snprintf(text, sizeof text, "Line: %" PRId64, static_cast<int64_t>(row->line));
     output.AddLine(text);

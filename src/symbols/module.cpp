@@ -14,6 +14,8 @@ ktCompUnit *ktModule::FindCompUnit(const char *unitName) const { return compUnit
 
 void ktModule::SetIndexed(bool on) { compUnits.SetIndexed(on); }
 
+const ktNameTrie &ktModule::UnitNames() const { return compUnits.Trie(); }
+
 void ktModule::UnitsAt(uint64_t address, std::vector<ktCompUnit *> &hits) const {
     unitsByAddress.All(address, hits);
 }

@@ -40,7 +40,8 @@ public:
     void Freeze();
 
     const std::vector<ktCompUnit *> &CompUnits() const { return compUnits.Items(); }
-    const ktNameTrie &UnitNames() const { return compUnits.Trie(); }
+    /// All names of units while indexed, else none. Any thread once published.
+    const ktNameTrie &UnitNames() const;
 
     uint64_t base = 0;        ///< load address of the image's first byte
     uint64_t offset = 0;      ///< added to `base` to get the start; 0 for ELF and PE

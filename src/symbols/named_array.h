@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "commands/name_trie.h"
+#include "symbols/arena.h"
+#include "symbols/lazy_value.h"
 #include "symbols/name_index.h"
 #include "symbols/named_object.h"
 #include "symbols/object.h"
@@ -14,14 +16,16 @@
 /// What a container does with a name that it already holds.
 enum class ktNameRule { unique, asItComes };
 
-/// Growing array of owned objects with their names. While indexed, a trie answers for the names: it refuses
-/// bytes above 127, so such names are then neither found nor ever taken. Otherwise the answer is that of a
-/// scan of the array. Names must not change after the add. One writer at a time; readers only while nobody
-/// writes.
+/// Growing array of owned objects with their names. While indexed, it answers as its name trie would: that
+/// refuses bytes above 127, so such names are then neither found nor ever taken. Otherwise the answer is that
+/// of a scan of the array. Names must not change after the add. One writer at a time; readers only while
+/// nobody writes.
 template <class T>
 class ktNamedArray {
 public:
-    explicit ktNamedArray(ktNameRule nameRule) : rule(nameRule) {}
+    /// `arena`, where it is given, holds the new names of objects that stand in it.
+    explicit ktNamedArray(ktNameRule nameRule, ktArena *arenaOfNames = nullptr)
+        : arena(arenaOfNames), rule(nameRule) {}
 
     /// Takes a reference, makes the name unique where that is the rule, and appends. False, with no
     /// reference kept, when that cannot be done. `beforeAppend()` runs when only the append is left.
@@ -45,22 +49,14 @@ public:
     /// The object with exactly that name, the first one of equal names; null for null and unknown names.
     T *Find(const char *name) const {
         if (!name) return nullptr;
-        if (indexed) return reinterpret_cast<T *>(trie.FindValue(name));
+        if (indexed && !ktNameTrie::CanHold(name)) return nullptr;
         if (!hashed) return Scan(name);
         const uint32_t place = places.Find(name, [this](uint32_t at) { return NameOf(*items[at]); });
         return place == ktNameIndex::none ? nullptr : items[place];
     }
     void SetIndexed(bool on) {
-        if (on == indexed) return;
         indexed = on;
-        trie.Clear();
-        places.Clear();
-        hashed = false;
-        if (indexed) {
-            for (T *object : items) EnterIntoTrie(object);
-        } else if (items.size() > scanLimit) {
-            HashAll();
-        }
+        trie.Drop();
     }
     bool IsIndexed() const { return indexed; }
     /// Drops what only adding needs. Find stays as fast.
@@ -70,12 +66,25 @@ public:
     }
     /// Drops the references in array order.
     void Release() {
-        trie.Clear();
+        trie.Drop();
         places.Clear();
-        ReleaseAll(items);
+        if (hasHeapObjects) ReleaseAll(items);
+        items.clear();
     }
+    /// True when not all objects go with the arena.
+    bool HasHeapObjects() const { return hasHeapObjects; }
     const std::vector<T *> &Items() const { return items; }
-    const ktNameTrie &Trie() const { return trie; }
+    /// All names while indexed, else none. Any thread while nobody writes; the first call after a change
+    /// builds it.
+    const ktNameTrie &Trie() const {
+        static const ktNameTrie empty;
+        if (!indexed) return empty;
+        // Refused names and all but the first of equal ones simply stay out.
+        const ktNameTrie *built = trie.Get([this](ktNameTrie &names) {
+            for (T *object : items) names.Insert(NameOf(*object), reinterpret_cast<uint64_t>(object));
+        });
+        return built ? *built : empty;
+    }
 
 private:
     /// Up to here a scan is as fast as the hash, and most units stay below.
@@ -86,7 +95,7 @@ private:
         if (items.size() == items.capacity()) items.reserve(items.empty() ? 4 : items.size() * 2);
         if (hashed) {
             places.Reserve(items.size() + 1);
-        } else if (!indexed && items.size() >= scanLimit) {
+        } else if (items.size() >= scanLimit) {
             HashAll();
         }
     }
@@ -95,19 +104,18 @@ private:
         std::string candidate;
         const char *name = NameOf(object);
         const char *free = unique.Pick(name, [this](const char *text) { return Find(text); }, candidate);
-        return free == name || SetNameOf(object, free);
+        if (free == name) return true;
+        if (!arena || !object.IsInArena()) return SetNameOf(object, free);
+        LendNameTo(object, arena->CopyText(candidate));
+        return true;
     }
     void Append(T *object) {
         items.push_back(object);
         object->SetInUnit();
-        if (indexed) {
-            EnterIntoTrie(object);
-        } else if (hashed && NameOf(*object)) {
-            places.Add(NameOf(*object), static_cast<uint32_t>(items.size() - 1));
-        }
+        hasHeapObjects |= !object->IsInArena();
+        trie.Drop();
+        if (hashed && NameOf(*object)) places.Add(NameOf(*object), static_cast<uint32_t>(items.size() - 1));
     }
-    /// Refused names and all but the first of equal ones simply stay out.
-    void EnterIntoTrie(T *object) { trie.Insert(NameOf(*object), reinterpret_cast<uint64_t>(object)); }
     void HashAll() {
         if (rule == ktNameRule::asItComes) return;
         places.Reserve(items.size() + 1);
@@ -126,10 +134,12 @@ private:
     }
 
     std::vector<T *> items;
-    ktNameTrie trie;
+    ktLazyValue<ktNameTrie> trie;
     ktNameIndex places; // in use while `hashed`
     ktUniqueNames unique;
+    ktArena *arena;
     ktNameRule rule;
     bool indexed = false;
     bool hashed = false;
+    bool hasHeapObjects = false;
 };

@@ -19,3 +19,13 @@ bool SetNameOf(T &object, const char *name) {
         return object.name.Assign(name);
     }
 }
+
+/// Makes `lasting`, which outlives `object`, its name, without a copy.
+template <class T>
+void LendNameTo(T &object, const char *lasting) {
+    if constexpr (requires { object.LendName(lasting); }) {
+        object.LendName(lasting);
+    } else {
+        object.name.Lend(lasting);
+    }
+}

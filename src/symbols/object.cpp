@@ -82,5 +82,5 @@ void ktObject::Release() {
         if (count == 0) return;
     } while (!refCount.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel,
                                              std::memory_order_relaxed));
-    if (count == 1) Reaper::Destroy(this);
+    if (count == 1 && !inArena) Reaper::Destroy(this);
 }

@@ -3,9 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <utility>
-#include <vector>
 
-/// Base of everything in the symbol tree: an id and an atomic reference count, 1 at creation.
+/// Base of everything in the symbol tree: an id and an atomic reference count, 1 at creation. An object that
+/// stands in its unit's arena lives as long as the unit, whatever its count.
 class ktObject {
 public:
     enum Kind : uint32_t {
@@ -38,6 +38,9 @@ public:
 
     uint64_t RefCount() const { return refCount.load(std::memory_order_relaxed); }
 
+    /// The object's memory is its unit's arena. Called by its maker.
+    void SetInArena() { inArena = true; }
+    bool IsInArena() const { return inArena; }
     /// A unit has taken the object in. Called by the thread that fills the unit.
     void SetInUnit() { inUnit = true; }
     bool IsInUnit() const { return inUnit; }
@@ -47,6 +50,7 @@ public:
 private:
     const uint64_t objectId;
     std::atomic<uint64_t> refCount{1};
+    bool inArena = false;
     bool inUnit = false;
     bool sweepBegun = false;
 };
@@ -85,8 +89,8 @@ private:
 };
 
 /// Releases the objects of `owned` in array order and empties it.
-template <class T>
-void ReleaseAll(std::vector<T *> &owned) {
-    for (T *object : owned) object->Release();
+template <class List>
+void ReleaseAll(List &owned) {
+    for (auto *object : owned) object->Release();
     owned.clear();
 }

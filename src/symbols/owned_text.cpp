@@ -5,10 +5,13 @@
 bool ktOwnedText::Assign(const char *source) { return source && Assign(std::string_view(source)); }
 
 bool ktOwnedText::Assign(std::string_view source) {
-    std::unique_ptr<char[]> copy(new (std::nothrow) char[source.size() + 1]);
+    char *copy = new (std::nothrow) char[source.size() + 1];
     if (!copy) return false;
-    source.copy(copy.get(), source.size());
+    source.copy(copy, source.size());
     copy[source.size()] = 0;
-    text = std::move(copy);
+    Lend(copy);
+    word |= ownedBit;
     return true;
 }
+
+void ktOwnedText::Free() { delete[] Get(); }

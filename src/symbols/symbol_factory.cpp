@@ -1,12 +1,9 @@
 #include "symbols/symbol_factory.h"
 
-#include <algorithm>
-#include <bit>
-#include <cstring>
 #include <new>
 
-#include "app/hex_digits.h"
 #include "symbols/comp_unit.h"
+#include "symbols/default_name.h"
 #include "symbols/func_arg.h"
 #include "symbols/function.h"
 #include "symbols/module.h"
@@ -16,68 +13,53 @@
 
 namespace {
 
-constexpr size_t defaultNameSize = 32;
-
-/// Prints PREFIX_ID. By hand, for most names are replaced at once and there are very many.
-void PrintDefaultName(char (&name)[defaultNameSize], const char *prefix, uint64_t id) {
-    char *end = std::copy_n(prefix, std::strlen(prefix), name);
-    *end++ = '_';
-    const auto digits = static_cast<uint32_t>((std::bit_width(id) + 3) / 4);
-    *ktPutHex(end, id, std::max(digits, 1u)) = 0;
-}
-
-/// A new object of class T with the default name PREFIX_ID, or null without memory. The id is used up
-/// either way.
+/// A new object of class T with its default name, or null without memory. The id is used up either way.
 template <class T>
-T *Create(std::atomic<uint64_t> &nextId, const char *prefix) {
+T *Create(std::atomic<uint64_t> &nextId) {
     const uint64_t id = nextId.fetch_add(1, std::memory_order_relaxed) + 1;
     ktRef<T> object(new (std::nothrow) T(id));
     if (!object) return nullptr;
-    char name[defaultNameSize];
-    PrintDefaultName(name, prefix, id);
-    return SetNameOf(*object, name) ? object.Detach() : nullptr;
+    return SetNameOf(*object, ktDefaultName(ktDefaultPrefix<T>, id).text) ? object.Detach() : nullptr;
 }
 
 } // namespace
 
 ktModule *ktSymbolFactory::CreateModule() {
-    auto *module = Create<ktModule>(nextId, "mod");
+    auto *module = Create<ktModule>(nextId);
     if (module) module->SetIndexed(indexNames);
     return module;
 }
 
 ktCompUnit *ktSymbolFactory::CreateCompUnit() {
-    auto *unit = Create<ktCompUnit>(nextId, "cu");
+    auto *unit = Create<ktCompUnit>(nextId);
     if (unit) unit->SetIndexed(indexNames);
     return unit;
 }
 
-ktFunction *ktSymbolFactory::CreateFunction() { return Create<ktFunction>(nextId, "fn"); }
+ktFunction *ktSymbolFactory::CreateFunction() { return Create<ktFunction>(nextId); }
 
-ktInlinedFunction *ktSymbolFactory::CreateInlinedFunction() {
-    return Create<ktInlinedFunction>(nextId, "fn");
-}
+ktInlinedFunction *ktSymbolFactory::CreateInlinedFunction() { return Create<ktInlinedFunction>(nextId); }
 
-ktVariable *ktSymbolFactory::CreateVariable() { return Create<ktVariable>(nextId, "var"); }
+ktVariable *ktSymbolFactory::CreateVariable() { return Create<ktVariable>(nextId); }
 
-ktTypeMember *ktSymbolFactory::CreateTypeMember() { return Create<ktTypeMember>(nextId, "fld"); }
+ktTypeMember *ktSymbolFactory::CreateTypeMember() { return Create<ktTypeMember>(nextId); }
 
-ktEnumMember *ktSymbolFactory::CreateEnumMember() { return Create<ktEnumMember>(nextId, "em"); }
+ktEnumMember *ktSymbolFactory::CreateEnumMember() { return Create<ktEnumMember>(nextId); }
 
-ktFuncArg *ktSymbolFactory::CreateFuncArg() { return Create<ktFuncArg>(nextId, "farg"); }
+ktFuncArg *ktSymbolFactory::CreateFuncArg() { return Create<ktFuncArg>(nextId); }
 
-ktBasicType *ktSymbolFactory::CreateBasicType() { return Create<ktBasicType>(nextId, "bas"); }
+ktBasicType *ktSymbolFactory::CreateBasicType() { return Create<ktBasicType>(nextId); }
 
-ktArrayType *ktSymbolFactory::CreateArrayType() { return Create<ktArrayType>(nextId, "arr"); }
+ktArrayType *ktSymbolFactory::CreateArrayType() { return Create<ktArrayType>(nextId); }
 
-ktEnumType *ktSymbolFactory::CreateEnumType() { return Create<ktEnumType>(nextId, "enum"); }
+ktEnumType *ktSymbolFactory::CreateEnumType() { return Create<ktEnumType>(nextId); }
 
-ktComplexType *ktSymbolFactory::CreateComplexType() { return Create<ktComplexType>(nextId, "cplx"); }
+ktComplexType *ktSymbolFactory::CreateComplexType() { return Create<ktComplexType>(nextId); }
 
-ktModifiedType *ktSymbolFactory::CreateModifiedType() { return Create<ktModifiedType>(nextId, "modt"); }
+ktModifiedType *ktSymbolFactory::CreateModifiedType() { return Create<ktModifiedType>(nextId); }
 
-ktFuncType *ktSymbolFactory::CreateFuncType() { return Create<ktFuncType>(nextId, "fnt"); }
+ktFuncType *ktSymbolFactory::CreateFuncType() { return Create<ktFuncType>(nextId); }
 
-ktRangeType *ktSymbolFactory::CreateRangeType() { return Create<ktRangeType>(nextId, "rngt"); }
+ktRangeType *ktSymbolFactory::CreateRangeType() { return Create<ktRangeType>(nextId); }
 
-ktAliasType *ktSymbolFactory::CreateAliasType() { return Create<ktAliasType>(nextId, "alt"); }
+ktAliasType *ktSymbolFactory::CreateAliasType() { return Create<ktAliasType>(nextId); }

@@ -28,6 +28,8 @@ public:
     /// Replaces the name by a private copy; for null, and without memory, the old name stays and the
     /// result is false.
     virtual bool SetName(const char *text) { return name.Assign(text); }
+    /// Takes a text that outlives the type as its name, without a copy.
+    void LendName(const char *lasting) { name.Lend(lasting); }
 
 private:
     ktOwnedText name;

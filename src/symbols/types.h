@@ -1,7 +1,6 @@
 #pragma once
 
-#include <vector>
-
+#include "symbols/object_list.h"
 #include "symbols/type.h"
 
 class ktComplexType;
@@ -68,7 +67,7 @@ public:
 
     uint64_t size = 0;
     uint64_t bitSize = 0;
-    std::vector<ktTypeMember *> members; ///< owned
+    ktObjectList<ktTypeMember> members; ///< owned
 };
 
 /// A qualified type, a pointer or a reference. All of them report the size of what they refer to.
@@ -127,7 +126,7 @@ public:
     uint64_t byteStride = 0;
     uint64_t bitSize = 0;
     uint64_t bitStride = 0;
-    std::vector<ktEnumMember *> members; ///< owned
+    ktObjectList<ktEnumMember> members; ///< owned
 };
 
 class ktFuncType final : public ktType {
@@ -138,8 +137,8 @@ public:
     TypeKind GetTypeKind() const override { return typeFunction; }
     uint64_t GetSize() const override { return 0; }
 
-    ktTypeRef returnType;          ///< owns a reference once resolved
-    std::vector<ktFuncArg *> args; ///< owned
+    ktTypeRef returnType;         ///< owns a reference once resolved
+    ktObjectList<ktFuncArg> args; ///< owned
 };
 
 /// One dimension of an array.
@@ -164,7 +163,7 @@ public:
     TypeKind GetTypeKind() const override { return typeArray; }
     uint64_t GetSize() const override { return size; }
 
-    std::vector<ktRangeType *> ranges; ///< owned, one for each dimension
-    ktTypeRef elementType;             ///< owns a reference once resolved
+    ktObjectList<ktRangeType> ranges; ///< owned, one for each dimension
+    ktTypeRef elementType;            ///< owns a reference once resolved
     uint64_t size = 0;
 };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/command_session.h"
@@ -32,14 +33,16 @@ protected:
     void AddLines() {
         ktLineInfo &info = userUnit->lines;
         info.compDir.Assign("/build");
-        info.directories.resize(2);
-        info.directories[1].Assign("/include");
-        info.files.resize(4);
-        info.files[1].Assign("exec.c");
-        info.files[2].Assign("byte.h");
-        info.fileDirs = {0, 0, 1, 7};
-        info.lines = {{0x200100, 9, 1}, {0x200104, 41, 2}, {0x200104, 77, 1},
+        ktLineTable table;
+        table.directories.resize(2);
+        table.directories[1].Assign("/include");
+        table.files.resize(4);
+        table.files[1].Assign("exec.c");
+        table.files[2].Assign("byte.h");
+        table.fileDirs = {0, 0, 1, 7};
+        table.rows = {{0x200100, 9, 1}, {0x200104, 41, 2}, {0x200104, 77, 1},
                       {0x200108, 3, 9}, {0x20010A, 5, 3},  {0x20010C, ~uint64_t(0), 1}};
+        info.SetTable(std::move(table));
     }
     const Lines &Output() const { return target.output.lines; }
 

@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "disasm/xed_disasm.h"
 #include "support/command_session.h"
-#include "symbols/source_lines.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -252,43 +253,44 @@ TEST_F(UCmd, TargetsModeComesFromTheSnapshot) {
     EXPECT_EQ(disasm->GetMode(), ktModeCompat32);
 }
 
-/// Prints a mark where a source line would stand.
-class FakeSourceLines final : public ktSourceLines {
-public:
-    void ShowSourceLine(const ktLocation &location, uint64_t address, ktLines &output) override {
-        functions.push_back(location.function);
-        if (address % 2 == 0) output.AddLine(("source " + std::to_string(address & 0xFF)).c_str());
+/// The symbols of AddSymbols with a source file whose lines begin at 101000, 101002 and 101004.
+class UCmdWithSource : public UCmd {
+protected:
+    UCmdWithSource() {
+        AddSymbols();
+        ktModule *module = target.space->FindModule("kernel");
+        ktLineInfo &lines = module->FindCompUnit("main.c")->lines;
+        ktLineTable table;
+        ktLineTable::PlaceAt(table.files, 1).Assign("main.c");
+        table.rows = {{0x101004, 2, 1}, {0x101000, 0, 1}, {0x101002, 1, 1}};
+        lines.SetTable(std::move(table));
+        lines.compDir.Assign("/build");
+        const std::string text = "void first() {\n    body();\nvoid second() {\n";
+        folder.Write("main.c", {text.begin(), text.end()});
+        module->sourcePath.Assign(folder.Path(""));
     }
-    std::vector<ktFunction *> functions;
+
+    ktTempFolder folder;
 };
 
-TEST_F(UCmd, SourceLinesStandBetweenHeaderAndInstruction) {
-    FakeSourceLines source;
-    command.SetSourceLines(&source);
-    AddSymbols();
-    EXPECT_EQ(Run({"kernel!main.c|first", "5"}), ktCmdOk);
-    EXPECT_EQ(Output(),
-              (Lines{"kernel!main.c|first", "source 0", Nop("0000000000101000"), Nop("0000000000101001"),
-                     "source 2", Nop("0000000000101002"), "kernel!main.c|second", Nop("0000000000101003"),
-                     "source 4", Nop("0000000000101004")}));
-    EXPECT_EQ(source.functions, (std::vector<ktFunction *>{first, first, first, second, second}));
+TEST_F(UCmdWithSource, SourceLinesStandBetweenHeaderAndInstruction) {
+    EXPECT_EQ(Run({"kernel!main.c|first", "6"}), ktCmdOk);
+    EXPECT_EQ(Output(), (Lines{"kernel!main.c|first", "void first() {", Nop("0000000000101000"),
+                               Nop("0000000000101001"), "    body();", Nop("0000000000101002"),
+                               "kernel!main.c|second", Nop("0000000000101003"), "void second() {",
+                               Nop("0000000000101004"), Nop("0000000000101005")}));
 }
 
-TEST_F(UCmd, SourceLineOfAnUnreadableInstructionStays) {
-    FakeSourceLines source;
-    command.SetSourceLines(&source);
-    ktModule *module = target.builder.AddModule("far", 0x500000, 0x1000);
-    target.builder.Publish(*target.space, module);
-    EXPECT_EQ(Run({"far"}), ktCmdReadFailed);
-    EXPECT_EQ(Output(), Lines{"source 0"});
+TEST_F(UCmdWithSource, SourceLineOfAnUnreadableInstructionStays) {
+    target.space->Pages().Clear();
+    EXPECT_EQ(Run({"101000"}), ktCmdReadFailed);
+    EXPECT_EQ(Output(), (Lines{"kernel!main.c|first", "void first() {"}));
 }
 
-TEST_F(UCmd, NoSourceLinesWithoutALocation) {
-    FakeSourceLines source;
-    command.SetSourceLines(&source);
-    EXPECT_EQ(Run({"101000"}), ktCmdOk);
-    EXPECT_EQ(Output().size(), 12u);
-    EXPECT_TRUE(source.functions.empty());
+TEST_F(UCmdWithSource, NoSourceLinesWithoutASourcePath) {
+    target.space->FindModule("kernel")->sourcePath = ktOwnedText();
+    EXPECT_EQ(Run({"101000", "1"}), ktCmdOk);
+    EXPECT_EQ(Output(), (Lines{"kernel!main.c|first", Nop("0000000000101000")}));
 }
 
 TEST_F(UCmd, DeclaresAddressAndCount) {

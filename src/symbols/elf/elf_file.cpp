@@ -117,16 +117,15 @@ bool ktElfFile::ReadTable(uint64_t offset, uint64_t entrySize, uint64_t count, s
     return reader->Seek(offset) && reader->ReadExact(table.data(), static_cast<uint32_t>(size));
 }
 
-bool ktElfFile::Fetch(uint64_t offset, uint32_t size, std::unique_ptr<uint8_t[]> &bytes) {
-    bytes.reset(new (std::nothrow) uint8_t[size]);
-    if (bytes && reader->Seek(offset) && reader->ReadExact(bytes.get(), size)) return true;
-    bytes.reset();
-    return false;
+bool ktElfFile::Fetch(uint64_t offset, uint32_t size, FetchedBytes &bytes) {
+    std::unique_ptr<uint8_t[]> fetched(new (std::nothrow) uint8_t[size]);
+    if (!fetched || !reader->Seek(offset) || !reader->ReadExact(fetched.get(), size)) return false;
+    bytes = std::move(fetched);
+    return true;
 }
 
 /// Makes sure that a range of the file can be had. Only the low 32 bits of its place and size count.
-bool ktElfFile::PrepareBytes(uint64_t offset, uint64_t size, uint32_t &byteCount,
-                             std::unique_ptr<uint8_t[]> &bytes) {
+bool ktElfFile::PrepareBytes(uint64_t offset, uint64_t size, uint32_t &byteCount, FetchedBytes &bytes) {
     const uint32_t low = static_cast<uint32_t>(offset);
     byteCount = static_cast<uint32_t>(size);
     if (byteCount == 0) return true;
@@ -297,6 +296,10 @@ std::span<const uint8_t> ktElfFile::SectionBytes(uint64_t index) {
         if (!Fetch(static_cast<uint32_t>(section.header.offset), section.byteCount, section.bytes)) return {};
     }
     return {section.bytes.get(), section.byteCount};
+}
+
+ktElfFile::FetchedBytes ktElfFile::SharedBytes(uint64_t index) {
+    return SectionBytes(index).empty() ? nullptr : sections[index].bytes;
 }
 
 uint32_t ktElfFile::FindSection(std::string_view name) {

@@ -24,16 +24,18 @@ public:
     /// The load segments together may name the bytes of the file this often, and so may the sections fetched.
     static constexpr uint64_t fileFactor = 10;
 
+    using FetchedBytes = std::shared_ptr<const uint8_t[]>;
+
     struct Segment {
         ktElfSegment header;
-        uint32_t byteCount = 0;           ///< file bytes that ReadSegment gives
-        std::unique_ptr<uint8_t[]> bytes; ///< they, when they had to be fetched at once
+        uint32_t byteCount = 0; ///< file bytes that ReadSegment gives
+        FetchedBytes bytes;     ///< they, when they had to be fetched at once
     };
 
     struct Section {
         ktElfSection header;
-        uint32_t byteCount = 0;           ///< file bytes that SectionBytes gives
-        std::unique_ptr<uint8_t[]> bytes; ///< they, once fetched
+        uint32_t byteCount = 0; ///< file bytes that SectionBytes gives
+        FetchedBytes bytes;     ///< they, once fetched
     };
 
     ktElfFile() = default;
@@ -58,6 +60,8 @@ public:
     /// The bytes of a section, valid until Clear. Empty for an unknown index, for a section without bytes,
     /// and when they cannot be had.
     std::span<const uint8_t> SectionBytes(uint64_t index);
+    /// The memory of SectionBytes, for who needs it beyond Clear; null where that is empty.
+    FetchedBytes SharedBytes(uint64_t index);
     /// Index of the first section of exactly that name, or 0. Section 0 has none.
     uint32_t FindSection(std::string_view name);
     /// Record `index` of a symbol table's bytes; false past their end.
@@ -89,8 +93,8 @@ private:
     void FindSymbolTable();
     bool FindSymbolTable(uint32_t sectionType);
     bool ReadTable(uint64_t offset, uint64_t entrySize, uint64_t count, std::vector<uint8_t> &table);
-    bool Fetch(uint64_t offset, uint32_t size, std::unique_ptr<uint8_t[]> &bytes);
-    bool PrepareBytes(uint64_t offset, uint64_t size, uint32_t &byteCount, std::unique_ptr<uint8_t[]> &bytes);
+    bool Fetch(uint64_t offset, uint32_t size, FetchedBytes &bytes);
+    bool PrepareBytes(uint64_t offset, uint64_t size, uint32_t &byteCount, FetchedBytes &bytes);
 
     DataReader *reader = nullptr;
     bool sizeKnown = false;

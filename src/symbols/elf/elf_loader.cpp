@@ -7,6 +7,7 @@
 #include "app/log.h"
 #include "session/page_cache.h"
 #include "symbols/comp_unit.h"
+#include "symbols/dwarf/dwarf_loader.h"
 #include "symbols/elf/elf_file.h"
 #include "symbols/function.h"
 #include "symbols/image_range.h"
@@ -84,8 +85,11 @@ private:
 
 bool LoadElfSymbols(ktLoadRequest &request, ktElfFile &elf) { return SymbolWalk(request, elf).Run(); }
 
-/// Debug information comes first once it can be read; the symbol table is for files without it.
-bool LoadSymbols(ktLoadRequest &request, ktElfFile &elf) { return LoadElfSymbols(request, elf); }
+/// The symbol table is for files without debugging information, or with some that cannot be read to its end.
+bool LoadSymbols(ktLoadRequest &request, ktElfFile &elf) {
+    const bool hasDwarf = LoadDwarf(request, elf);
+    return hasDwarf || LoadElfSymbols(request, elf);
+}
 
 bool CopySegment(ktElfFile &elf, const ktElfFile::Segment &segment, ktPageCache &pages,
                  std::vector<uint8_t> &chunk) {
