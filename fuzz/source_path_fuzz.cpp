@@ -47,7 +47,8 @@ void CheckPath(uint8_t mode, const std::string &text) {
     const std::string path = NormalizePath(sourcePath, text);
     Require(path.empty() || path.front() == sourcePath.separator);
     Require(path.size() <= text.size() + 1);
-    Require(path.find(sourcePath.altSeparator) == path.npos && path.back() != sourcePath.separator);
+    Require(path.find(sourcePath.altSeparator) == path.npos &&
+            !(path + sourcePath.joiner).ends_with(sourcePath.joiner + sourcePath.joiner));
     Require((path + sourcePath.joiner).find(sourcePath.joiner + "." + sourcePath.joiner) == path.npos);
 
     std::string found;

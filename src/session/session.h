@@ -3,6 +3,7 @@
 #include "platform/sync.h"
 #include "session/cpu_identity.h"
 #include "session/snapshot.h"
+#include "symbols/load_progress.h"
 #include "symbols/symbol_factory.h"
 
 #include <atomic>
@@ -100,6 +101,7 @@ public:
     ktGfxCapture *gfx = nullptr;
     std::list<ktMemViewRequest *> memViewRequests;
     ktSymbolFactory symbolFactory;
+    ktLoadProgress loadProgress; ///< of the load that runs; both 0 between loads
 
 private:
     enum class Events { dropped, held, typed };

@@ -3,13 +3,13 @@
 #include "symbols/module.h"
 #include "symbols/object.h"
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 
 class ktPageCache;
 class ktSymbolFactory;
 class ktTaskPool;
+struct ktLoadProgress;
 
 /// Finds the symbol file that belongs to an image.
 class ktSymbolLocator {
@@ -18,12 +18,6 @@ public:
     /// True, with a local path in `path`, when the file with that GUID and age could be had.
     virtual bool LocatePdb(const uint8_t (&guid)[16], uint32_t age, const char *pdbPath,
                            std::string &path) = 0;
-};
-
-/// How far a long load has come. Any thread may read it at any time.
-struct ktLoadProgress {
-    std::atomic<uint64_t> unitsFound{0};
-    std::atomic<uint64_t> unitsDone{0};
 };
 
 /// Arguments of one load.

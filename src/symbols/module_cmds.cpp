@@ -6,6 +6,7 @@
 #include "session/session.h"
 #include "symbols/elf/elf_loader.h"
 #include "symbols/image_range.h"
+#include "symbols/load_progress.h"
 #include "symbols/load_request.h"
 #include "symbols/module_loader.h"
 #include "symbols/pe/pe_loader.h"
@@ -28,6 +29,7 @@ ktLoadRequest MakeRequest(ktSession &session) {
     ktLoadRequest request;
     request.factory = &session.symbolFactory;
     request.symbolLocator = session.symbolStore;
+    request.progress = &session.loadProgress;
     return request;
 }
 
@@ -77,6 +79,7 @@ uint32_t ktLmfCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     if (session->engine && session->engine->GetEngineType() == ktEngineStatic)
         request.pages = &space->Pages();
     const char *path = argCount > 0 ? args[0].ValueText() : nullptr;
+    const ktLoadProgressScope progress(session->loadProgress);
     if (!LoadFromFile(request, path) || !request.module) return ktCmdNotLoaded;
     if (space->AddModule(request.module.Get())) return ktCmdOk;
     if (request.pages) RemoveModulePages(*request.pages, *request.module);
@@ -100,6 +103,7 @@ uint32_t ktModDetectCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     if (IsLoaded(*space, base)) return ktCmdAlreadyLoaded;
     ktLoadRequest request = MakeRequest(*session);
     request.requestedBase = base;
+    const ktLoadProgressScope progress(session->loadProgress);
     if (!LoadFromTarget(request, space->Reader())) return ktCmdNotLoaded;
     return space->AddModule(request.module.Get()) ? ktCmdOk : ktCmdNotRegistered;
 }

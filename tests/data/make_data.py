@@ -4,7 +4,9 @@
 Usage: make_data.py OUTPUT_FOLDER
 
 Every file is made anew only when it is missing or older than its sources or this script.
-Names say what they are: COMPILER_KIND[.elf|.so|.o], and the PE files by their linker.
+Names say what they are: COMPILER_KIND[.elf|.so|.o], and the PE files by their linker. Programs with debug
+information say more: COMPILER_dwarfVERSION_LANGUAGE_OPTIMISATION_KIND[.elf|.so|.o]. rooms_rust.elf is made
+only where rustc is installed.
 """
 
 import os
@@ -20,6 +22,25 @@ SOURCES = HERE / "src"
 C_FLAGS = ["-O1", "-g0", "-fno-asynchronous-unwind-tables", "-fcf-protection=none"]
 PROGRAM = ["main.c", "list.c", "text.c"]
 LIBRARY = ["library.c", "list.c", "text.c"]
+
+# Not every mix, but each compiler meets each version of the format, each language, both levels of optimisation
+# and each kind of file. A shared object and a relocatable object are made of the first source alone.
+DEBUG_SOURCES = {"c": ["shapes.c", "shapes_main.c"], "cpp": ["classes.cpp", "classes_main.cpp"]}
+DEBUG_FLAGS = ["-fno-asynchronous-unwind-tables", "-fcf-protection=none"]
+DEBUG_KINDS = {
+    "exec": (".elf", ["-no-pie"]),
+    "pie": (".elf", ["-fPIE", "-pie"]),
+    "shared": (".so", ["-fPIC", "-shared"]),
+    "object": (".o", ["-c"]),
+}
+DEBUG_BUILDS = """
+    gcc   4 c   O0 exec    gcc   4 c   O2 pie     gcc   4 cpp O0 pie     gcc   4 cpp O2 exec
+    gcc   4 cpp O2 shared  gcc   4 c   O0 object  gcc   5 c   O2 exec    gcc   5 cpp O0 pie
+    gcc   5 cpp O2 shared  gcc   5 c   O0 object  gcc   5 c   O0 shared
+    clang 4 c   O0 pie     clang 4 c   O2 exec    clang 4 cpp O0 shared  clang 4 cpp O2 exec
+    clang 4 cpp O0 object  clang 5 c   O0 exec    clang 5 c   O2 shared  clang 5 cpp O2 pie
+    clang 5 cpp O2 object  clang 5 cpp O0 exec
+""".split()
 
 
 def find_tool(*names):
@@ -46,6 +67,7 @@ def recipes():
         yield f"{label}_static_pie.elf", PROGRAM, [compiler, *C_FLAGS, "-fPIE", "-static-pie", "-o", "OUT", *PROGRAM]
         yield f"{label}_shared.so", LIBRARY, [compiler, *C_FLAGS, "-fPIC", "-shared", "-o", "OUT", *LIBRARY]
         yield f"{label}_object.o", ["list.c"], [compiler, *C_FLAGS, "-c", "-o", "OUT", "list.c"]
+    yield from debug_recipes(clang)
     pe = ["tiny_pe.c"]
     yield "mingw.exe", pe, [
         "x86_64-w64-mingw32-gcc", "-O1", "-nostdlib", "-Wl,--entry=entry", "-Wl,--dynamicbase", "-s", "-o", "OUT", *pe]
@@ -53,6 +75,23 @@ def recipes():
         "x86_64-w64-mingw32-gcc", "-O1", "-nostdlib", "-shared", "-Wl,--entry=entry",
         "-Wl,--image-base=0x180000000", "-s", "-o", "OUT", *pe]
     yield "codeview.exe", pe, ["LLD_LINK", clang]
+
+
+def debug_recipes(clang):
+    for label, version, language, level, kind in zip(*[iter(DEBUG_BUILDS)] * 5):
+        suffix, options = DEBUG_KINDS[kind]
+        sources = DEBUG_SOURCES[language]
+        if kind in ("shared", "object"):
+            sources = sources[:1]
+        compiler = {"gcc": {"c": "gcc", "cpp": "g++"}, "clang": {"c": clang, "cpp": clang.replace("clang", "clang++")}}
+        command = [compiler[label][language], f"-gdwarf-{version}", f"-{level}", *DEBUG_FLAGS, *options]
+        if language == "cpp":
+            command += ["-std=c++17", "-fno-exceptions"]
+        yield f"{label}_dwarf{version}_{language}_{level}_{kind}{suffix}", sources, [*command, "-o", "OUT", *sources]
+    if shutil.which("rustc"):
+        yield "rooms_rust.elf", ["rooms.rs"], ["rustc", "-g", "-C", "codegen-units=1", "-o", "OUT", "rooms.rs"]
+    else:
+        print("make_data.py: rustc is not installed: rooms_rust.elf is left out", file=sys.stderr)
 
 
 def link_with_codeview(clang, out, source):

@@ -110,7 +110,7 @@ void ktBatchRunner::WaitUntilIdle() {
     ktBusySign sign;
     while (app.processor->IsBusy()) {
         if (TakeInterrupt()) app.processor->CancelRunning();
-        sign.Refresh();
+        sign.Refresh(app.session->loadProgress);
         SleepMilliseconds(pollMilliseconds);
     }
 }

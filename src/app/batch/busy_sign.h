@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+struct ktLoadProgress;
+
 /// Tells a person at a terminal that a command still runs, on standard error. Silent elsewhere.
 class ktBusySign {
 public:
@@ -12,11 +14,12 @@ public:
     ktBusySign &operator=(const ktBusySign &) = delete;
 
     /// Called again and again while the command runs; shows the seconds since construction, from the first
-    /// on.
-    void Refresh();
+    /// on, and how far a load has come.
+    void Refresh(const ktLoadProgress &progress);
 
 private:
     bool wanted;
     uint64_t start;
     uint64_t shownSeconds = 0;
+    int shownWidth = 0;
 };

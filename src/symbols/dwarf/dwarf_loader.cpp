@@ -13,6 +13,7 @@
 #include "symbols/dwarf/dwarf_format.h"
 #include "symbols/dwarf/unit_reader.h"
 #include "symbols/elf/elf_file.h"
+#include "symbols/load_progress.h"
 #include "symbols/module.h"
 
 namespace {
