@@ -187,6 +187,133 @@ def line_program_seeds():
     yield "offset", bytes([1 + 4 * 4]) + bytes(4) + programs["four"]
 
 
+def uleb(number):
+    out = b""
+    while number > 0x7F:
+        out += bytes([number & 0x7F | 0x80])
+        number >>= 7
+    return out + bytes([number])
+
+
+class DwarfUnit:
+    """The bytes of one unit and of its declarations, entry by entry."""
+
+    def __init__(self, version=4, wide=False, size=8):
+        self.version, self.wide, self.size = version, wide, size
+        self.info, self.abbrev = b"", b""
+
+    def entry(self, tag, children, *attributes):
+        """Each attribute: its number, its form, and the bytes in the entry."""
+        code = self.abbrev_count = getattr(self, "abbrev_count", 0) + 1
+        self.abbrev += uleb(code) + uleb(tag) + bytes([children])
+        self.abbrev += b"".join(uleb(number) + uleb(form) + (b"\x7f" if form == 0x21 else b"")
+                                for number, form, _ in attributes) + b"\0\0"
+        start = self.here()
+        self.info += uleb(code) + b"".join(value for _, _, value in attributes)
+        return start
+
+    def here(self):
+        return (12 if self.wide else 4) + len(self.header()) + len(self.info)
+
+    def end(self):
+        self.info += b"\0"
+
+    def header(self):
+        offset = bytes(8 if self.wide else 4)
+        version = struct.pack("<H", self.version)
+        return version + (bytes([1, self.size]) + offset if self.version >= 5 else offset + bytes([self.size]))
+
+    def build(self):
+        body = self.header() + self.info
+        length = struct.pack("<IQ", 0xFFFFFFFF, len(body)) if self.wide else struct.pack("<I", len(body))
+        return length + body
+
+
+def dwarf_unit(version, wide, size, every_form=False):
+    unit = DwarfUnit(version, wide, size)
+    address = lambda number: number.to_bytes(size, "little")
+    offset = lambda number: number.to_bytes(8 if wide else 4, "little")
+    ref = lambda number: struct.pack("<I", number)
+    name = lambda text: (3, 8, text + b"\0")
+    unit.entry(0x11, 1, (3, 0x0E, offset(1)), (0x1B, 8, b"/src\0"), (0x11, 1, address(0x40)), (0x12, 5, b"\x80\0"),
+               (0x10, 0x17, offset(0)), (0x55, 0x17, offset(0)))
+    if every_form:
+        long = b"\x03abc"
+        for form, value in ((0x03, b"\3\0abc"), (0x04, b"\3\0\0\0abc"), (0x09, long), (0x0A, long), (0x18, long),
+                            (0x05, b"ab"), (0x06, b"abcd"), (0x07, b"abcdefgh"), (0x0B, b"a"), (0x0C, b"\1"),
+                            (0x0D, b"\x7e"), (0x0F, b"\x80\1"), (0x10, offset(30)), (0x11, b"a"), (0x12, b"ab"),
+                            (0x14, bytes(8)), (0x15, b"\x1e"), (0x19, b""), (0x1F, offset(0)), (0x21, b""), (0x16, b""),
+                            (0x20, b""), (0x1A, b""), (0x23, b"")):
+            unit.entry(0x34, 0, (0x49, form, value), (0x5A, 0x0B, b"a"))
+        return unit
+    integer = unit.entry(0x24, 0, name(b"int"), (0x0B, 0x0B, b"\4"), (0x3E, 0x0B, b"\5"))
+    node = unit.entry(0x13, 1, name(b"node"), (0x0B, 0x0B, b"\x10"))
+    unit.entry(0x0D, 0, name(b"next"), (0x49, 0x13, ref(node)), (0x38, 0x0B, b"\0"))
+    unit.end()
+    pointer = unit.entry(0x0F, 0, (0x49, 0x13, ref(node)))
+    unit.entry(0x16, 0, (0x49, 0x13, ref(unit.here())))
+    unit.entry(0x01, 1, (0x49, 0x13, ref(pointer)))
+    unit.entry(0x21, 0, (0x49, 0x13, ref(integer)), (0x2F, 0x0B, b"\7"))
+    unit.end()
+    unit.entry(0x04, 1, name(b"colour"), (0x49, 0x13, ref(integer)))
+    unit.entry(0x28, 0, name(b"red"), (0x1C, 0x0D, b"\1"))
+    unit.end()
+    unit.entry(0x15, 1, (0x49, 0x13, ref(integer)))
+    unit.entry(0x05, 0, (0x49, 0x13, ref(pointer)))
+    unit.end()
+    origin = unit.entry(0x2E, 1, name(b"inlined"), (0x49, 0x13, ref(integer)))
+    unit.entry(0x05, 0, name(b"a"))
+    unit.end()
+    unit.entry(0x2E, 1, name(b"main"), (0x11, 1, address(0x50)), (0x12, 0x0B, b"\x20"), (0x40, 0x18, b"\1\x9c"))
+    unit.entry(0x1D, 0, (0x31, 0x13, ref(origin)), (0x55, 0x17, offset(0)))
+    unit.entry(0x0B, 1)
+    unit.entry(0x34, 0, name(b"hidden"))
+    unit.end()
+    unit.entry(0x34, 0, name(b"local"), (0x49, 0x13, ref(pointer)))
+    unit.end()
+    unit.entry(0x34, 0, name(b"global"), (0x49, 0x13, ref(pointer)), (0x02, 0x18, b"\1\3"))
+    unit.end()
+    return unit
+
+
+def range_lists(size):
+    """A list of each version, and the addresses of the second."""
+    address = lambda number: number.to_bytes(size, "little")
+    ones = b"\xff" * size
+    old = b"".join((address(0x40), address(0x60), ones, address(0x70), address(1), address(9), address(0) * 2))
+    new = b"".join((b"\4\x10\x20\5", address(0x60), b"\4\1\2\1\0\2\0\6", address(0x40), address(0x50), b"\7",
+                    address(0x30), b"\x80\1\x09\3\0\x30\0"))
+    return old, new, address(0x44) + address(0x55)
+
+
+@seeds("dwarf_info")
+def dwarf_info_seeds():
+    """The first byte: 1 for indexed names, 2 for a moved file; the lengths of the eight sections; the sections."""
+    for version in (3, 4, 5):
+        for wide in (False, True):
+            for size in (4, 8):
+                for every_form in (False, True):
+                    unit = dwarf_unit(version, wide, size, every_form)
+                    old, new, addresses = range_lists(size)
+                    lines = line_program(4, b"\0\0", b"\0\x05\2" + struct.pack("<I", 0x50) + b"\1\0\1\1")
+                    # The second unit uses the declarations of the first.
+                    sections = (unit.build() * 2, unit.abbrev + b"\0", b"\0/src/u.c\0", b"line\0", old, new, addresses,
+                                lines)
+                    content = b"".join(struct.pack("<H", len(part)) for part in sections) + b"".join(sections)
+                    for mode in (0, 3):
+                        yield f"{version}_{wide:d}_{size}_{every_form:d}_{mode}", bytes([mode]) + content
+
+
+@seeds("range_list")
+def range_list_seeds():
+    """Size of an address, offset of the list, length of the addresses; then these and the section."""
+    for size in (1, 2, 4, 8):
+        old, new, addresses = range_lists(size)
+        for name, content in (("old", old), ("new", new)):
+            for offset in (0, 2 * size):
+                yield f"{name}_{size}_{offset}", bytes([size, offset, len(addresses)]) + addresses + content
+
+
 @seeds("source_path")
 def source_path_seeds():
     """The first byte: 1 for the other separator, 2 for a root; then the path, which is also the text of a file."""

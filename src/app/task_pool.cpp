@@ -34,11 +34,13 @@ struct ktTaskPool::State {
     uint32_t FindWorkerIndex() const;
     ktTask *TakeTask(uint32_t &id);
     void RunTask(ktTask *task, uint32_t id, uint32_t index);
+    static void Run(ktTask *task);
     void LowerActive();
 
     bool Submit(ktTask *task, uint32_t &id);
     bool IsIdle() const; // under the lock
     void WaitUntilIdle();
+    void HelpUntilIdle();
     void RestartIds();
     bool IsOwnWorker() const;
     void Stop();
@@ -94,14 +96,18 @@ ktTask *ktTaskPool::State::TakeTask(uint32_t &id) {
 
 void ktTaskPool::State::RunTask(ktTask *task, uint32_t id, uint32_t index) {
     runningTask[index].store(id, std::memory_order_relaxed);
+    Run(task);
+    finishedTask[index].store(id, std::memory_order_relaxed);
+}
+
+void ktTaskPool::State::Run(ktTask *task) {
     const uint64_t result = task->entry(task);
     // Whoever sees the status may take the record back, so nothing but a record that is
-    // this worker's to free is touched after it.
+    // the runner's to free is touched after it.
     const bool autoFree = task->autoFree;
     uint64_t *const statusOut = task->statusOut;
     if (task->resultOut) *task->resultOut = result;
     if (statusOut) std::atomic_ref(*statusOut).store(ktTaskDone, std::memory_order_release);
-    finishedTask[index].store(id, std::memory_order_relaxed);
     if (autoFree) std::free(task);
 }
 
@@ -128,6 +134,20 @@ void ktTaskPool::State::WaitUntilIdle() {
     }
     self.seen.Wait();
     ktLockGuard guard(lock); // who signalled holds it until it is done with `self`
+}
+
+/// While it may hold a task, the helping thread counts as an active worker. The wake-up of a task that it
+/// takes is left to a worker, for an empty turn.
+void ktTaskPool::State::HelpUntilIdle() {
+    for (bool hasRun = true; hasRun;) {
+        activeCount.fetch_add(1);
+        uint32_t id = 0;
+        ktTask *task = TakeTask(id);
+        if (task) Run(task);
+        LowerActive();
+        hasRun = task != nullptr;
+    }
+    WaitUntilIdle();
 }
 
 bool ktTaskPool::State::Submit(ktTask *task, uint32_t &id) {
@@ -220,6 +240,10 @@ bool ktTaskPool::IsBusy() {
     if (!state) return false;
     ktLockGuard guard(state->lock);
     return !state->IsIdle();
+}
+
+void ktTaskPool::HelpUntilIdle() {
+    if (state) state->HelpUntilIdle();
 }
 
 void ktTaskPool::WaitUntilIdle() {

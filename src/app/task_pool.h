@@ -55,6 +55,8 @@ public:
     bool IsBusy();
     /// Returns as soon as the pool was seen idle. Any thread but a worker of this pool.
     void WaitUntilIdle();
+    /// The same, but runs queued tasks on the calling thread as long as there are any.
+    void HelpUntilIdle();
     uint32_t ThreadCount() const;
     /// For diagnosis: id of the task that worker `index` began or finished last.
     uint32_t RunningTask(uint32_t index) const;

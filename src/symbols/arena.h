@@ -44,7 +44,7 @@ public:
 
 private:
     static constexpr size_t firstBlock = 4096;
-    static constexpr size_t largestBlock = 256 * 1024;
+    static constexpr size_t largestBlock = size_t(256) * 1024;
 
     void *AllocateInNewBlock(size_t size);
 

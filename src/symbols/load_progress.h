@@ -3,7 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// How far a long load has come. Any thread may read it at any time; the thread that loads begins and ends it.
+/// How far a long load has come. Any thread may read it at any time; the thread that loads begins and ends
+/// it.
 struct ktLoadProgress {
     std::atomic<uint64_t> unitsFound{0};
     std::atomic<uint64_t> unitsDone{0};

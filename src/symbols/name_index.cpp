@@ -95,10 +95,6 @@ void ktNameIndex::Clear() {
     used = 0;
 }
 
-void ktNameIndex::Shrink() {
-    if (used > 0) Resize(SlotsFor(used));
-}
-
 void ktNameIndex::Put(const Slot &slot) {
     size_t at = Home(slot.hash);
     while (slots[at].place != none) at = Behind(at);

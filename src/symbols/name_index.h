@@ -29,8 +29,7 @@ public:
     /// Enters a name that Find does not find, for a `place` below `none`.
     void Add(const char *name, uint32_t place);
     void Clear();
-    /// Gives back the room that was kept for more names.
-    void Shrink();
+
     /// Bytes of memory that the table holds beyond this object.
     size_t MemoryBytes() const { return slots.capacity() * sizeof(Slot); }
 

@@ -50,8 +50,9 @@ public:
     T *Find(const char *name) const {
         if (!name) return nullptr;
         if (indexed && !ktNameTrie::CanHold(name)) return nullptr;
-        if (!hashed) return Scan(name);
-        const uint32_t place = places.Find(name, [this](uint32_t at) { return NameOf(*items[at]); });
+        const ktNameIndex *index = Index();
+        if (!index) return Scan(name);
+        const uint32_t place = index->Find(name, [this](uint32_t at) { return NameOf(*items[at]); });
         return place == ktNameIndex::none ? nullptr : items[place];
     }
     void SetIndexed(bool on) {
@@ -59,15 +60,20 @@ public:
         trie.Drop();
     }
     bool IsIndexed() const { return indexed; }
-    /// Drops what only adding needs. Find stays as fast.
+    /// Drops what only adding needs, until the next Add. The first Find after it makes a new index.
     void Freeze() {
         unique.Forget();
-        places.Shrink();
+        items.shrink_to_fit();
+        places.Clear();
+        hashed = false;
+        frozen = true;
     }
     /// Drops the references in array order.
     void Release() {
         trie.Drop();
+        frozenPlaces.Drop();
         places.Clear();
+        hashed = frozen = false;
         if (hasHeapObjects) ReleaseAll(items);
         items.clear();
     }
@@ -92,12 +98,21 @@ private:
 
     /// After this an append needs no memory but the trie's.
     void MakeRoom() {
+        frozen = false;
+        frozenPlaces.Drop();
         if (items.size() == items.capacity()) items.reserve(items.empty() ? 4 : items.size() * 2);
         if (hashed) {
             places.Reserve(items.size() + 1);
-        } else if (items.size() >= scanLimit) {
-            HashAll();
+        } else if (rule == ktNameRule::unique && items.size() >= scanLimit) {
+            Hash(places);
+            hashed = true;
         }
+    }
+    /// Null where a scan is to answer.
+    const ktNameIndex *Index() const {
+        if (hashed) return &places;
+        if (!frozen || items.size() <= scanLimit) return nullptr;
+        return frozenPlaces.Get([this](ktNameIndex &index) { Hash(index); });
     }
     bool MakeNameUnique(T &object) {
         if (rule == ktNameRule::asItComes) return true;
@@ -114,15 +129,23 @@ private:
         object->SetInUnit();
         hasHeapObjects |= !object->IsInArena();
         trie.Drop();
-        if (hashed && NameOf(*object)) places.Add(NameOf(*object), static_cast<uint32_t>(items.size() - 1));
+        if (hashed) EnterLast();
     }
-    void HashAll() {
-        if (rule == ktNameRule::asItComes) return;
-        places.Reserve(items.size() + 1);
-        hashed = true;
-        for (size_t place = 0; place < items.size(); ++place) {
+    /// Only refused names can be there already, and the first place of equal ones counts.
+    void EnterLast() {
+        const auto nameAt = [this](uint32_t at) { return NameOf(*items[at]); };
+        const char *name = NameOf(*items.back());
+        const bool mayRepeat = indexed && name && !ktNameTrie::CanHold(name);
+        if (!name || (mayRepeat && places.Find(name, nameAt) != ktNameIndex::none)) return;
+        places.Add(name, static_cast<uint32_t>(items.size() - 1));
+    }
+    /// Enters all names, the first place of equal ones.
+    void Hash(ktNameIndex &index) const {
+        index.Reserve(items.size() + 1);
+        const auto nameAt = [this](uint32_t at) { return NameOf(*items[at]); };
+        for (uint32_t place = 0; place < items.size(); ++place) {
             const char *name = NameOf(*items[place]);
-            if (name && !Find(name)) places.Add(name, static_cast<uint32_t>(place));
+            if (name && index.Find(name, nameAt) == ktNameIndex::none) index.Add(name, place);
         }
     }
     T *Scan(const char *name) const {
@@ -136,10 +159,12 @@ private:
     std::vector<T *> items;
     ktLazyValue<ktNameTrie> trie;
     ktNameIndex places; // in use while `hashed`
+    ktLazyValue<ktNameIndex> frozenPlaces;
     ktUniqueNames unique;
     ktArena *arena;
     ktNameRule rule;
     bool indexed = false;
     bool hashed = false;
+    bool frozen = false;
     bool hasHeapObjects = false;
 };

@@ -1,5 +1,6 @@
 #include "symbols/object.h"
 
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -69,15 +70,15 @@ void ktObject::Destroy(uint32_t flags) {
 }
 
 bool ktObject::AddRef() {
-    uint64_t count = refCount.load(std::memory_order_relaxed);
+    uint32_t count = refCount.load(std::memory_order_relaxed);
     do {
-        if (count == 0) return false;
+        if (count == 0 || count == std::numeric_limits<uint32_t>::max()) return false;
     } while (!refCount.compare_exchange_weak(count, count + 1, std::memory_order_relaxed));
     return true;
 }
 
 void ktObject::Release() {
-    uint64_t count = refCount.load(std::memory_order_relaxed);
+    uint32_t count = refCount.load(std::memory_order_relaxed);
     do {
         if (count == 0) return;
     } while (!refCount.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel,

@@ -30,7 +30,7 @@ public:
     virtual void Destroy(uint32_t flags);
     virtual uint64_t GetId() const { return objectId; }
     virtual Kind GetKind() const = 0;
-    /// False, without counting, when the count is already 0. Any thread.
+    /// False, without counting, when the count is already 0 or cannot go higher (2^32 - 1). Any thread.
     virtual bool AddRef();
     /// The step from 1 to 0 destroys the object; a count of 0 stays 0. Any thread. However long the
     /// chain of objects that go with it, the stack use is bounded.
@@ -49,7 +49,7 @@ public:
 
 private:
     const uint64_t objectId;
-    std::atomic<uint64_t> refCount{1};
+    std::atomic<uint32_t> refCount{1};
     bool inArena = false;
     bool inUnit = false;
     bool sweepBegun = false;

@@ -42,6 +42,8 @@ public:
     void Freeze();
     size_t Count() const;
     bool IsEmpty() const { return Count() == 0; }
+    /// True when the list has memory beyond this object, so that it must be destroyed.
+    bool HasMemory() const { return many != nullptr; }
     /// Lowest start; all ones while empty.
     uint64_t Low() const;
     /// Highest end (start plus size, modulo 2^64); 0 while empty.

@@ -38,6 +38,15 @@ public:
     uint64_t bitSize = 0;
 };
 
+/// Where the bits of a member lie that is no whole number of bytes.
+struct ktMemberBits {
+    uint64_t byteSize = 0;
+    uint64_t bitOffset = 0;
+    uint64_t bitSize = 0;
+};
+
+inline constexpr ktMemberBits ktNoMemberBits;
+
 /// A member of a struct or union. Its type is not counted: the unit that owns the member owns the type,
 /// and a struct that holds a pointer to itself would never go otherwise.
 class ktTypeMember final : public ktObject {
@@ -51,9 +60,8 @@ public:
     ktTypeRef type;                 ///< owns no reference
     ktComplexType *owner = nullptr; ///< not owned
     uint64_t offset = 0;            ///< in bytes from the start of the owner
-    uint64_t byteSize = 0;
-    uint64_t bitOffset = 0;
-    uint64_t bitSize = 0;
+    /// Outlives the member; by far the most members share one of zeros.
+    const ktMemberBits *bits = &ktNoMemberBits;
 };
 
 /// A struct or a union.

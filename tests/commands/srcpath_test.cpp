@@ -48,11 +48,11 @@ TEST_F(SrcPathCmd, UnknownModuleIsStatus10) {
     EXPECT_EQ(Run({"kernel"}), ktCmdNotFound);
 }
 
-TEST_F(SrcPathCmd, OnlyTheModulePartOfALocationCounts) {
+TEST_F(SrcPathCmd, TheWholeTextIsTheNameOfAModule) {
     EXPECT_EQ(Run({"*", "/first"}), ktCmdOk); // the first of all modules
     EXPECT_STREQ(module->sourcePath.Get(), "/first");
-    EXPECT_EQ(Run({"kernel!nosuch.c", "/second"}), ktCmdOk);
-    EXPECT_STREQ(module->sourcePath.Get(), "/second");
+    EXPECT_EQ(Run({"kernel!main.c", "/second"}), ktCmdNotFound);
+    EXPECT_STREQ(module->sourcePath.Get(), "/first");
 }
 
 TEST_F(SrcPathCmd, NoSpaceListIsStatus8) {

@@ -36,10 +36,10 @@ DEBUG_KINDS = {
 DEBUG_BUILDS = """
     gcc   4 c   O0 exec    gcc   4 c   O2 pie     gcc   4 cpp O0 pie     gcc   4 cpp O2 exec
     gcc   4 cpp O2 shared  gcc   4 c   O0 object  gcc   5 c   O2 exec    gcc   5 cpp O0 pie
-    gcc   5 cpp O2 shared  gcc   5 c   O0 object  gcc   5 c   O0 shared
+    gcc   5 cpp O2 shared  gcc   5 c   O0 object  gcc   5 c   O0 shared  gcc   4 c   O0 shared
     clang 4 c   O0 pie     clang 4 c   O2 exec    clang 4 cpp O0 shared  clang 4 cpp O2 exec
     clang 4 cpp O0 object  clang 5 c   O0 exec    clang 5 c   O2 shared  clang 5 cpp O2 pie
-    clang 5 cpp O2 object  clang 5 cpp O0 exec
+    clang 5 cpp O2 object  clang 5 cpp O0 exec    clang 4 c   O0 shared
 """.split()
 
 

@@ -1,5 +1,5 @@
-// Prints the symbol tree that a file's load leaves, one item a line, its fields separated by tabs, so that the
-// end-to-end tests can compare with other tools what no command shows: every line row, every range of a
+// Prints the symbol tree that a file's load leaves, one item a line, its fields separated by tabs, so that
+// the end-to-end tests can compare with other tools what no command shows: every line row, every range of a
 // function, names that a listing would cut.
 //
 // Usage: dump_symbols FILE
@@ -26,7 +26,8 @@ namespace {
 const char *TextOf(const ktOwnedText &text) { return text.Get() ? text.Get() : ""; }
 
 void PrintRanges(const ktRangeList &ranges) {
-    for (const ktAddrRange &range : ranges.Ranges()) std::printf("\t%" PRIu64 "+%" PRIu64, range.start, range.size);
+    for (const ktAddrRange &range : ranges.Ranges())
+        std::printf("\t%" PRIu64 "+%" PRIu64, range.start, range.size);
     std::printf("\n");
 }
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The session in README.md is what the program prints.
+"""The sessions in README.md are what the program prints.
 
 Usage: readme_test.py --batch PROGRAM --data FOLDER [unittest arguments]
 """
@@ -23,12 +23,17 @@ class Session(unittest.TestCase):
     def test_readme_shows_the_real_output(self):
         blocks = [block for block in re.findall(r"^```\n(.*?)^```$", README.read_text(), re.M | re.S)
                   if block.startswith(PROMPT)]
-        self.assertEqual(len(blocks), 1)
-        shown = blocks[0].replace("build/data", str(DATA)).splitlines()
+        self.assertEqual(len(blocks), 2)
+        for block in blocks:
+            with self.subTest(block.splitlines()[1]):
+                self.check(block)
+
+    def check(self, block):
+        shown = block.replace("build/data", str(DATA)).splitlines()
         lines = [line[len(PROMPT):] for line in shown if line.startswith(PROMPT)]
         self.assertGreater(len(lines), 5)
         done = subprocess.run([BATCH, "--echo"], input="\n".join(lines) + "\n", stdout=subprocess.PIPE, text=True,
-                              timeout=TIME_LIMIT_SECONDS)
+                              timeout=TIME_LIMIT_SECONDS, cwd=README.parent)
         printed = [re.sub("^> ", PROMPT, line).rstrip() for line in done.stdout.splitlines()]
         self.assertEqual(printed, shown)
         self.assertEqual(done.returncode, 0)
@@ -40,7 +45,7 @@ def main():
     parser.add_argument("--batch", required=True)
     parser.add_argument("--data", required=True, type=Path)
     arguments, rest = parser.parse_known_args()
-    BATCH, DATA = os.path.abspath(arguments.batch), arguments.data
+    BATCH, DATA = os.path.abspath(arguments.batch), arguments.data.resolve()
     unittest.main(argv=[sys.argv[0], *rest])
 
 

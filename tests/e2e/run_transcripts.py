@@ -13,7 +13,8 @@ A transcript is a text file. Lines that start with "! " at its top set it up:
   ! var NAME entry FILE          the entry address as readelf prints it
 
 All other lines are what the program must print. Those that start with "> " are also its input.
-{data} stands for the folder of built programs and {NAME} for a variable; {{ and }} stand for braces.
+{data} stands for the folder of built programs, {sources} for that of their sources and {NAME} for a variable;
+{{ and }} stand for braces.
 --update writes what the program printed into the transcript, putting the names back.
 """
 
@@ -49,7 +50,7 @@ def entry_address(path):
 class Transcript:
     def __init__(self, path, data):
         self.path = path
-        self.names = {"data": str(data)}
+        self.names = {"data": str(data), "sources": str(HERE.parent / "data" / "src")}
         self.options = []
         self.use_stdin = False
         self.exit_code = 0

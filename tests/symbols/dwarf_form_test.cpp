@@ -103,9 +103,7 @@ TEST_F(DwarfForm, ImplicitConstReadsAsZeroAndStandsInTheDeclaration) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(DwarfForm, RefAddrIsTakenAsItIs) {
-    ExpectSize(0x10, ktDieBytes().U32(0x12345678).bytes, 0x12345678);
-}
+TEST_F(DwarfForm, RefAddrIsTakenAsItIs) { ExpectSize(0x10, ktDieBytes().U32(0x12345678).bytes, 0x12345678); }
 TEST_F(DwarfForm, RefAddrHasEightBytesInTheWideFormat) {
     dwarf.wide = true;
     ExpectSize(0x10, ktDieBytes().U64(bigNumber).bytes, bigNumber);
@@ -293,9 +291,7 @@ TEST_F(DwarfForm, ALongBlockMakesRoomForLongerTextsBehindIt) {
     EXPECT_EQ(std::string(variables[0]->name.Get()).size(), 4095u);
     EXPECT_EQ(std::string(variables[2]->name.Get()).size(), 5007u); // 5001 rounded up to 5008
 }
-TEST_F(DwarfForm, ABlockAsANameIsTakenUpToItsZero) {
-    EXPECT_EQ(ReadName(0x0A, {4, 'a', 'b', 0, 'c'}), "ab");
-}
+TEST_F(DwarfForm, ABlockAsANameIsTakenUpToItsZero) { EXPECT_EQ(ReadName(0x0A, {4, 'a', 'b', 0, 'c'}), "ab"); }
 TEST_F(DwarfForm, ANumberAsANameIsAnEmptyName) { EXPECT_EQ(ReadName(0x0B, {0x41}), ""); }
 
 TEST_F(DwarfForm, ReferencesOfEachFormResolve) {
@@ -303,11 +299,10 @@ TEST_F(DwarfForm, ReferencesOfEachFormResolve) {
     dwarf.BeginUnitWithCode("second.c");
     const uint64_t target = dwarf.Leaf(0x24, {AttrName("int")});
     const uint64_t absolute = dwarf.UnitStart() + target;
-    const ktAttr references[] = {
-        AttrNumber(0x49, 0x11, target, 1),   AttrNumber(0x49, 0x12, target, 2),
-        AttrNumber(0x49, 0x13, target, 4),   AttrNumber(0x49, 0x14, target, 8),
-        AttrNumber(0x49, 0x10, absolute, 4), AttrUleb(0x49, 0x15, absolute),
-        AttrNumber(0x49, 0x06, absolute, 4), AttrNumber(0x49, 0x0F, absolute, 1)};
+    const ktAttr references[] = {AttrNumber(0x49, 0x11, target, 1),   AttrNumber(0x49, 0x12, target, 2),
+                                 AttrNumber(0x49, 0x13, target, 4),   AttrNumber(0x49, 0x14, target, 8),
+                                 AttrNumber(0x49, 0x10, absolute, 4), AttrUleb(0x49, 0x15, absolute),
+                                 AttrNumber(0x49, 0x06, absolute, 4), AttrNumber(0x49, 0x0F, absolute, 1)};
     for (const ktAttr &reference : references) dwarf.Leaf(0x34, {reference});
     ASSERT_LT(absolute, 0x80u);
     ASSERT_TRUE(Load());

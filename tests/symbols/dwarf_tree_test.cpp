@@ -151,14 +151,13 @@ TEST_F(DwarfTree, EachTagOfATypeMakesItsClass) {
         uint64_t flags;
         const char *prefix;
     };
-    const Case cases[] = {
-        {0x01, ktType::typeArray, 0, "arr_"},     {0x04, ktType::typeEnum, 0, "enum_"},
-        {0x0F, ktType::typeModified, 2, "modt_"}, {0x10, ktType::typeModified, 8, "modt_"},
-        {0x13, ktType::typeComplex, 0, "cplx_"},  {0x15, ktType::typeFunction, 0, "fnt_"},
-        {0x16, ktType::typeAlias, 0, "alt_"},     {0x17, ktType::typeComplex, 0, "cplx_"},
-        {0x21, ktType::typeRange, 0, "rngt_"},    {0x24, ktType::typeBasic, 0, "bas_"},
-        {0x26, ktType::typeModified, 1, "modt_"}, {0x35, ktType::typeModified, 4, "modt_"},
-        {0x37, ktType::typeModified, 16, "modt_"}};
+    const Case cases[] = {{0x01, ktType::typeArray, 0, "arr_"},     {0x04, ktType::typeEnum, 0, "enum_"},
+                          {0x0F, ktType::typeModified, 2, "modt_"}, {0x10, ktType::typeModified, 8, "modt_"},
+                          {0x13, ktType::typeComplex, 0, "cplx_"},  {0x15, ktType::typeFunction, 0, "fnt_"},
+                          {0x16, ktType::typeAlias, 0, "alt_"},     {0x17, ktType::typeComplex, 0, "cplx_"},
+                          {0x21, ktType::typeRange, 0, "rngt_"},    {0x24, ktType::typeBasic, 0, "bas_"},
+                          {0x26, ktType::typeModified, 1, "modt_"}, {0x35, ktType::typeModified, 4, "modt_"},
+                          {0x37, ktType::typeModified, 16, "modt_"}};
     dwarf.BeginUnitWithCode();
     for (const Case &one : cases) dwarf.Leaf(one.tag, {});
     dwarf.End();
@@ -167,7 +166,7 @@ TEST_F(DwarfTree, EachTagOfATypeMakesItsClass) {
     ASSERT_EQ(types.size(), std::size(cases));
     for (size_t i = 0; i < types.size(); ++i) {
         EXPECT_EQ(types[i]->GetTypeKind(), cases[i].kind) << i;
-        EXPECT_EQ(types[i]->GetName(), cases[i].prefix + Hex(types[i]->id)) << i;
+        EXPECT_EQ(types[i]->GetName(), cases[i].prefix + Hex(types[i]->GetId())) << i;
         if (cases[i].kind == ktType::typeModified) {
             EXPECT_EQ(static_cast<ktModifiedType *>(types[i])->flags, cases[i].flags) << i;
         }
@@ -229,12 +228,13 @@ TEST_F(DwarfTree, NumbersFollowTheEntriesAlsoWhereAUnitEntryIsNotTheFirst) {
     dwarf.Leaf(0x11, {});                                              // 6
     dwarf.Leaf(0x34, {});                                              // 7
     ASSERT_TRUE(Load());
-    EXPECT_EQ(DescribeAll(), (Lines{"cu_3[1000+10] types: ; variables: ",
-                                    "cu_4[2000+10] types: ; variables: var_5 var_7"}));
+    EXPECT_EQ(DescribeAll(),
+              (Lines{"cu_3[1000+10] types: ; variables: ", "cu_4[2000+10] types: ; variables: var_5 var_7"}));
 }
 
 TEST_F(DwarfTree, FindGivesOnlyTheExactStartsOfEntries) {
-    ktDieTree tree(100);
+    ktDieTree tree;
+    tree.Begin(100);
     const std::vector<uint32_t> offsets{100, 101, 105, 117, 300, 5000};
     std::vector<uint32_t> nodes;
     for (const uint32_t offset : offsets) nodes.push_back(tree.Add(offset, true));
@@ -247,7 +247,8 @@ TEST_F(DwarfTree, FindGivesOnlyTheExactStartsOfEntries) {
 }
 
 TEST_F(DwarfTree, ARootWithoutSiblingsLeavesTheEntryApart) {
-    ktDieTree tree('A');
+    ktDieTree tree;
+    tree.Begin('A');
     const uint32_t first = tree.Add('A', false);
     tree.Pop();
     tree.Pop();

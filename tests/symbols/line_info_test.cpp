@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
+#include <random>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -85,6 +87,37 @@ TEST(LineInfo, FirstRowAtIsTheFirstInTheTablesOrder) {
     EXPECT_EQ(lineAt(0), 5u);
     EXPECT_EQ(lineAt(0x1001), 0u);
     EXPECT_EQ(lineAt(~uint64_t(0) - 1), 0u);
+}
+
+TEST(LineInfo, FirstRowAtAgreesWithAScanForSequencesThatTouchOverlapAndStandInAnyOrder) {
+    std::minstd_rand random(7);
+    for (int round = 0; round < 200; ++round) {
+        ktLineTable table;
+        const uint64_t gap = round % 4 * 5; // without a gap sequences touch
+        uint64_t start = 0x1000;
+        for (uint64_t sequence = random() % 6; sequence > 0; --sequence) {
+            if (round % 2) start = 0x1000 + random() % 40;
+            uint64_t address = start;
+            for (uint64_t row = 1 + random() % 6; row > 0; --row) {
+                table.rows.push_back({address, table.rows.size(), 1});
+                address += random() % 3;
+            }
+            start = table.rows.back().address + gap;
+        }
+        if (round % 8 >= 4) std::reverse(table.rows.begin(), table.rows.end());
+        const std::vector<ktLineRecord> rows = table.rows;
+        ktLineInfo lines;
+        lines.SetTable(std::move(table));
+        for (uint64_t address = 0xFFF; address < 0x1080; ++address) {
+            const auto wanted = std::find_if(rows.begin(), rows.end(), [address](const ktLineRecord &row) {
+                return row.address == address;
+            });
+            const ktLineRecord *found = lines.FirstRowAt(address);
+            ASSERT_EQ(found != nullptr, wanted != rows.end()) << round << " " << address;
+            if (!found) continue;
+            ASSERT_EQ(found->line, wanted->line) << round << " " << address;
+        }
+    }
 }
 
 TEST(LineInfo, DirectoryOfAFile) {

@@ -136,7 +136,7 @@ TEST(SymbolFactory, NewObjectsAreZero) {
     ktRef<ktTypeMember> member(factory.CreateTypeMember());
     EXPECT_TRUE(member->type.IsNone());
     EXPECT_EQ(member->owner, nullptr);
-    EXPECT_EQ(member->offset | member->byteSize | member->bitOffset | member->bitSize, 0u);
+    EXPECT_EQ(member->offset | member->bits->byteSize | member->bits->bitOffset | member->bits->bitSize, 0u);
     ktRef<ktEnumType> enumeration(factory.CreateEnumType());
     EXPECT_TRUE(enumeration->underlying.IsNone());
     EXPECT_EQ(enumeration->encoding, 0u);

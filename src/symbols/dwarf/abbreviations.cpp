@@ -117,13 +117,19 @@ const char *RefusalOf(uint64_t attribute) {
 
 void ktAbbreviations::Read(ktByteCursor &cursor, const ktFormSizes &sizes, ktArena &messages,
                            ktLogBatch &log) {
+    shapes.clear();
+    specs.clear();
+    skips.clear();
+    texts.clear();
+    dense.clear();
+    sparse.clear();
     for (;;) {
         const uint64_t code = cursor.Uleb();
         if (code == 0) return; // also where nothing could be read
         ktDieShape shape;
         shape.tag = cursor.Uleb();
         shape.hasChildren = cursor.U8() != 0;
-        if (cursor.Failed()) shape.tag = 0;
+
         const ktTagRule &rule = RuleOfTag(shape.tag);
         shape.object = rule.object;
         shape.modifier = rule.modifier;

@@ -71,8 +71,8 @@ struct ktDieShape {
 /// so the messages are worked out here as well.
 class ktAbbreviations {
 public:
-    /// Reads the declarations at the cursor, up to code 0 or the end of the section. `messages` must outlive
-    /// the batch that the messages go to.
+    /// Empties it, keeps the memory, and reads the declarations at the cursor, up to code 0 or the end of the
+    /// section. `messages` must outlive the batch that the messages go to.
     void Read(ktByteCursor &cursor, const ktFormSizes &sizes, ktArena &messages, ktLogBatch &log);
 
     /// Null for an unknown code. A code that is declared twice means its first declaration.

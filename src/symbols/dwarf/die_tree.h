@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -21,8 +22,14 @@ class ktDieTree {
 public:
     static constexpr uint32_t root = 0;
 
-    /// `start` is the offset of the first entry.
-    explicit ktDieTree(uint32_t start) : firstOffset(start), nodes(1) {}
+    /// Empties the tree, and keeps its memory. `start` is the offset of the first entry.
+    void Begin(uint32_t start) {
+        firstOffset = start;
+        current = root;
+        previousHasChildren = true;
+        nodes.assign(1, {});
+        firstOfBlock.clear();
+    }
 
     /// Adds the next entry, which lies behind all before; returns its node.
     uint32_t Add(uint32_t offset, bool hasChildren) {
@@ -78,9 +85,9 @@ private:
         nodes[place].nextSibling = node;
     }
 
-    uint32_t firstOffset;
+    uint32_t firstOffset = 0;
     uint32_t current = root;
     bool previousHasChildren = true; // of the root
-    std::vector<ktDieNode> nodes;
+    std::vector<ktDieNode> nodes{1};
     std::vector<uint32_t> firstOfBlock; // first node at or behind the start of each block
 };

@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "platform/sync.h"
+#include "symbols/dwarf/text_section.h"
 #include "symbols/dwarf/work_budget.h"
 #include "symbols/load_request.h"
 
 class ktCompUnit;
+struct ktUnitScratch;
 class ktSymbolFactory;
 class ktTaskPool;
 
@@ -70,6 +72,8 @@ struct ktDwarfContext {
 
     uint64_t bias = 0; ///< added to all addresses of units and ranges
     std::array<ktDwarfBytes, ktDwarfSectionCount> sections;
+    ktTextSection texts;                   ///< .debug_str
+    ktTextSection lineTexts;               ///< .debug_line_str
     std::shared_ptr<const void> keptBytes; ///< the sections that names and line tables refer to
     ktTaskPool *pool = nullptr;            ///< given where units are read in parallel
     ktSymbolFactory *factory = nullptr;
@@ -79,9 +83,14 @@ struct ktDwarfContext {
     ktWorkBudget abbreviationWork{0};
     ktWorkBudget rangeWork{0};
     ktWorkBudget lineWork{0};
+    // Attributes that take no bytes of their entry, and texts that are copied.
+    ktWorkBudget attributeWork{0};
+    ktWorkBudget textWork{0};
 
-    ktCriticalSection resultsLock{resultsSpinCount};
-    std::vector<ktCompUnit *> results; ///< in the order in which they were finished; each with a reference
+    ktCriticalSection resultsLock{resultsSpinCount};     ///< over what follows
+    std::vector<std::unique_ptr<ktUnitScratch>> scratch; ///< what is not lent at the moment
+    size_t scratchCount = 0;                             ///< with what is lent
+    std::vector<ktCompUnit *> results; ///< those with code, as they were finished; each with a reference
 };
 
 /// Header of a unit.

@@ -11,6 +11,7 @@
 #include "symbols/dwarf/byte_cursor.h"
 #include "symbols/dwarf/dwarf_context.h"
 #include "symbols/dwarf/dwarf_format.h"
+#include "symbols/dwarf/unit_entries.h"
 #include "symbols/dwarf/unit_reader.h"
 #include "symbols/elf/elf_file.h"
 #include "symbols/load_progress.h"
@@ -43,6 +44,10 @@ constexpr ktDwarfSection keptSections[] = {ktDwarfSection::line, ktDwarfSection:
 constexpr uint64_t sharedTableFactor = 64;
 /// The same for range lists, which are stored for each function that names one.
 constexpr uint64_t sharedRangeFactor = 4;
+/// The same for attributes that take no bytes of their entry, and for texts that are copied, of which entries
+/// that share one may have a copy each.
+constexpr uint64_t attributeFactor = 16;
+constexpr uint64_t sharedTextFactor = 16;
 constexpr uint64_t leastWork = 1 << 20;
 
 bool Contains(std::span<const ktDwarfSection> sections, ktDwarfSection section) {
@@ -60,6 +65,8 @@ void FindSections(ktElfFile &elf, ktDwarfContext &context) {
         if (Contains(keptSections, section)) kept->push_back(elf.SharedBytes(index));
     }
     context.keptBytes = std::move(kept);
+    context.texts = ktTextSection(context.Bytes(ktDwarfSection::str));
+    context.lineTexts = ktTextSection(context.Bytes(ktDwarfSection::lineStr));
 }
 
 /// Reads the header of the unit at the cursor, which then stands at its first entry.
@@ -154,15 +161,18 @@ bool LoadDwarf(ktLoadRequest &request, ktElfFile &elf) {
     const uint64_t entryBytes = sizeOf(ktDwarfSection::info);
     context.abbreviationWork.Reset(leastWork +
                                    sharedTableFactor * (sizeOf(ktDwarfSection::abbrev) + entryBytes));
+    context.attributeWork.Reset(leastWork + attributeFactor * (sizeOf(ktDwarfSection::abbrev) + entryBytes));
+    context.textWork.Reset(leastWork + sharedTextFactor * (sizeOf(ktDwarfSection::str) +
+                                                           sizeOf(ktDwarfSection::lineStr) + entryBytes));
     context.lineWork.Reset(leastWork + sharedTableFactor * sizeOf(ktDwarfSection::line));
     context.rangeWork.Reset(
         leastWork + sharedRangeFactor * (sizeOf(ktDwarfSection::ranges) + sizeOf(ktDwarfSection::rnglists)));
     if (context[ktDwarfSection::types].isPresent) ktLog("Type section is not supported");
 
     const bool good = ReadUnits(context);
-    if (context.pool) context.pool->WaitUntilIdle();
+    if (context.pool) context.pool->HelpUntilIdle();
     for (ktCompUnit *unit : context.results) {
-        if (!unit->ranges.IsEmpty()) request.module->AddCompUnit(unit);
+        request.module->AddCompUnit(unit);
         unit->Release();
     }
     return good;

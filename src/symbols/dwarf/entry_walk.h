@@ -1,7 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
+#include <iterator>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -10,27 +11,7 @@
 #include "symbols/dwarf/abbreviations.h"
 #include "symbols/dwarf/byte_cursor.h"
 #include "symbols/dwarf/dwarf_format.h"
-
-/// A string section, with what a look at an offset needs to know.
-class ktTextSection {
-public:
-    ktTextSection() = default;
-    explicit ktTextSection(std::span<const uint8_t> sectionBytes) : bytes(sectionBytes) {
-        terminatedEnd = bytes.size();
-        while (terminatedEnd != 0 && bytes[terminatedEnd - 1] != 0) --terminatedEnd;
-    }
-    bool IsPresent() const { return bytes.data() != nullptr; }
-    /// A terminated text starts there.
-    bool Holds(uint64_t offset) const { return offset < terminatedEnd; }
-    /// Only where Holds.
-    std::string_view At(uint64_t offset) const {
-        return reinterpret_cast<const char *>(bytes.data() + offset);
-    }
-
-private:
-    std::span<const uint8_t> bytes;
-    uint64_t terminatedEnd = 0; // behind the last zero
-};
+#include "symbols/dwarf/text_section.h"
 
 /// The value of one attribute.
 struct ktDieValue {
@@ -49,20 +30,21 @@ public:
             growths.emplace_back(position, largest);
         }
     }
+    /// Bytes that a text at `position` may have.
+    uint64_t At(uint64_t position) const {
+        const auto behind =
+            std::upper_bound(growths.begin(), growths.end(), std::pair(position, ~uint64_t(0)));
+        return (behind == growths.begin() ? initialSize : std::prev(behind)->second) - 1;
+    }
     std::string_view Cut(std::string_view text, uint64_t position) const {
-        if (text.size() < initialSize) return text;
-        uint64_t limit = initialSize;
-        for (const auto &[at, size] : growths) {
-            if (at <= position) limit = size;
-        }
-        return text.substr(0, limit - 1);
+        return text.size() < initialSize ? text : text.substr(0, At(position));
     }
 
 private:
     static constexpr uint64_t initialSize = 4096;
 
     uint64_t largest = initialSize;
-    std::vector<std::pair<uint64_t, uint64_t>> growths;
+    std::vector<std::pair<uint64_t, uint64_t>> growths; // position and size, both ascending
 };
 
 /// What reading the entries of one unit takes.
@@ -144,9 +126,8 @@ inline bool ReadValue(ktByteCursor &cursor, const ktAttributeSpec &spec, ktEntry
         const uint64_t position = cursor.Position();
         const uint64_t offset = cursor.Number(spec.size);
         if (cursor.Failed() || !section.Holds(offset)) return false;
-        const std::string_view whole = section.At(offset);
-        value.text = context.textLimit.Cut(whole, position);
-        value.textLasts = value.text.size() == whole.size();
+        value.text = section.At(offset, context.textLimit.At(position));
+        value.textLasts = section.EndsBehind(value.text);
         return true;
     };
     switch (spec.step) {

@@ -186,7 +186,7 @@ bool ktLineTablesReader::StoreText(Kind kind, uint64_t number, std::string_view 
     if (!table) return true;
     ktOwnedText &place = ktLineTable::PlaceAt(kind == files ? table->files : table->directories, number + 1);
     if (text.size() <= maxText) {
-        place.Lend(text.data());
+        place.Lend(text.empty() ? "" : &text.front());
     } else if (!place.Assign(text.substr(0, maxText))) {
         throw std::bad_alloc();
     }

@@ -1,5 +1,7 @@
 #include "symbols/dwarf/range_lists.h"
 
+#include <algorithm>
+
 #include "symbols/dwarf/byte_cursor.h"
 #include "symbols/dwarf/dwarf_format.h"
 #include "symbols/dwarf/work_budget.h"
@@ -12,9 +14,23 @@ public:
     RngListReader(std::span<const uint8_t> section, std::span<const uint8_t> addressSection, uint64_t size)
         : list(section), addresses(addressSection), addressSize(size) {}
 
-    bool Count(uint64_t offset, uint64_t &count) {
-        count = 0;
+    bool Read(uint64_t offset, ktAddressPairs &pairs) {
+        uint64_t count = 0;
         if (!list.Seek(offset)) return false;
+        const bool isCounted = Count(count);
+        bytesRead = list.Position() - offset;
+        if (!isCounted) return false;
+        pairs.assign(count, {0, 0});
+        list.Seek(offset);
+        const bool isFilled = Fill(pairs);
+        bytesRead = std::max(bytesRead, list.Position() - offset);
+        return isFilled;
+    }
+    /// By the longer of the two passes.
+    uint64_t BytesRead() const { return bytesRead; }
+
+private:
+    bool Count(uint64_t &count) {
         for (;; ++count) {
             const uint8_t kind = list.U8();
             if (list.Failed()) return false;
@@ -25,8 +41,7 @@ public:
     }
 
     /// Past the counted entries nothing is stored; entries that are missing leave pairs of zeros.
-    bool Fill(uint64_t offset, ktAddressPairs &pairs) {
-        if (!list.Seek(offset)) return false;
+    bool Fill(ktAddressPairs &pairs) {
         for (auto &pair : pairs) {
             const uint8_t kind = list.U8();
             if (list.Failed()) return false;
@@ -37,7 +52,6 @@ public:
         return true;
     }
 
-private:
     /// Passes less than an entry of startx_length has: its length is only read when the pairs are filled.
     void CountEntry(uint8_t kind) {
         switch (kind) {
@@ -109,7 +123,15 @@ private:
     ktByteCursor addresses;
     uint64_t addressSize;
     uint64_t base = 0;
+    uint64_t bytesRead = 0;
 };
+
+/// Also a list that cannot be read to its end has taken its time.
+bool Pay(ktWorkBudget &budget, uint64_t bytes, bool good, ktAddressPairs &pairs) {
+    if (budget.Take(bytes) && good) return true;
+    pairs.clear();
+    return false;
+}
 
 } // namespace
 
@@ -117,36 +139,29 @@ bool ReadRangeList(std::span<const uint8_t> section, uint64_t offset, uint64_t a
                    ktWorkBudget &budget, ktAddressPairs &pairs) {
     pairs.clear();
     ktByteCursor cursor(section);
-    if (!cursor.Seek(offset)) return false;
-    // 0 for addresses of eight bytes, by which a pair of 0 and something selects a base.
+    if (!budget.Take(0) || !cursor.Seek(offset)) return false;
+    // 0 for addresses of eight bytes, by which a pair of 0 and something selects a base. The ones of a
+    // shorter address are told by it alone, since numbers are compared at their full width.
     const uint64_t marker = (uint64_t(1) << (8 * addressSize % 64)) - 1;
     uint64_t base = 0;
     for (;;) {
         const uint64_t begin = cursor.Number(addressSize);
         const uint64_t end = cursor.Number(addressSize);
-        if (cursor.Failed()) break;
-        if (begin == 0 && end == 0) {
-            if (budget.Take(cursor.Position() - offset)) return true;
-            break;
-        }
+        if (cursor.Failed() || (begin == 0 && end == 0)) break;
         if (begin == ~uint64_t(0) || (begin == marker && end != 0)) {
             base = end;
         } else if (begin != end) {
             pairs.emplace_back(begin + base, end + base);
         }
     }
-    pairs.clear();
-    return false;
+    return Pay(budget, cursor.Position() - offset, !cursor.Failed(), pairs);
 }
 
 bool ReadRngList(std::span<const uint8_t> section, std::span<const uint8_t> addresses, uint64_t offset,
                  uint64_t addressSize, ktWorkBudget &budget, ktAddressPairs &pairs) {
     pairs.clear();
+    if (!budget.Take(0)) return false;
     RngListReader reader(section, addresses, addressSize);
-    uint64_t count = 0;
-    if (!reader.Count(offset, count) || !budget.Take(count + 1)) return false;
-    pairs.assign(count, {0, 0});
-    if (reader.Fill(offset, pairs)) return true;
-    pairs.clear();
-    return false;
+    const bool good = reader.Read(offset, pairs);
+    return Pay(budget, reader.BytesRead(), good, pairs);
 }

@@ -1,6 +1,8 @@
 #include "symbols/dwarf/unit_entries.h"
 
 #include <algorithm>
+#include <iterator>
+#include <new>
 
 #include "symbols/comp_unit.h"
 #include "symbols/default_name.h"
@@ -31,6 +33,9 @@ ktEncoding EncodingOf(uint64_t number) {
     }
 }
 
+/// Copies of texts up to here are as good as paid for by the bytes of their entry.
+constexpr size_t usualTextSize = 256;
+
 } // namespace
 
 /// What the attributes of an entry say; numbers that are not given are 0.
@@ -48,20 +53,41 @@ struct ktUnitEntries::Facts {
     }
 };
 
-ktUnitEntries::ktUnitEntries(ktDwarfContext &dwarfContext, const ktDwarfUnit &dwarfUnit, ktLogBatch &logBatch)
-    : tree(static_cast<uint32_t>(dwarfUnit.firstEntry)), log(logBatch), context(dwarfContext),
+ktUnitEntries::ktUnitEntries(ktDwarfContext &dwarfContext, const ktDwarfUnit &dwarfUnit,
+                             ktUnitScratch &scratch, ktLogBatch &logBatch)
+    : abbreviations(scratch.abbreviations), tree(scratch.tree), log(logBatch), context(dwarfContext),
       unit(dwarfUnit) {
+    tree.Begin(static_cast<uint32_t>(unit.firstEntry));
     entries.sizes = {unit.addressSize, static_cast<uint8_t>(unit.is32 ? 4 : 8),
                      context[ktDwarfSection::str].isPresent, context[ktDwarfSection::lineStr].isPresent,
                      unit.version == 5};
     entries.unitStart = unit.start;
     entries.bias = context.bias;
-    entries.texts = ktTextSection(context.Bytes(ktDwarfSection::str));
-    entries.lineTexts = ktTextSection(context.Bytes(ktDwarfSection::lineStr));
+    entries.texts = context.texts;
+    entries.lineTexts = context.lineTexts;
 }
 
 void ktUnitEntries::ReserveIds() {
-    firstId = context.factory->nextId.fetch_add(objectCount, std::memory_order_relaxed) + 1;
+    const uint32_t count = objectCount - numberedCount;
+    if (count == 0) return;
+    idRuns.push_back(
+        {numberedCount, context.factory->nextId.fetch_add(count, std::memory_order_relaxed) + 1});
+    numberedCount = objectCount;
+}
+
+uint64_t ktUnitEntries::IdOf(uint32_t node) const {
+    const uint32_t ordinal = tree[node].ordinal;
+    const auto behind =
+        std::upper_bound(idRuns.begin(), idRuns.end(), ordinal,
+                         [](uint32_t number, const IdRun &run) { return number < run.firstOrdinal; });
+    const IdRun &run = *std::prev(behind);
+    return run.firstId + (ordinal - run.firstOrdinal);
+}
+
+bool ktUnitEntries::PayForWalk(uint32_t specCount) { return context.attributeWork.Take(specCount); }
+
+void ktUnitEntries::PayForText(uint64_t size) {
+    if (!context.textWork.Take(size)) throw std::bad_alloc();
 }
 
 ktObject *ktUnitEntries::ObjectOf(uint32_t node) {
@@ -96,9 +122,9 @@ ktObject *ktUnitEntries::Make(uint32_t node) {
         auto *member = New<ktTypeMember>(node, facts);
         facts.SetType(member->type);
         member->offset = facts[Field::offset];
-        member->byteSize = facts[Field::size];
-        member->bitOffset = facts[Field::bitOffset];
-        member->bitSize = facts[Field::bitSize];
+        const ktMemberBits bits{facts[Field::size], facts[Field::bitOffset], facts[Field::bitSize]};
+        if ((bits.byteSize | bits.bitOffset | bits.bitSize) != 0)
+            member->bits = compUnit->Arena().Make<ktMemberBits>(bits);
         return member;
     }
     case ktDieObject::enumerator: {
@@ -185,6 +211,13 @@ ktObject *ktUnitEntries::MakeFunction(uint32_t node) {
             std::lower_bound(earlierLowPcs.begin(), earlierLowPcs.end(), std::pair{node, 0u});
         if (earlier != earlierLowPcs.end() && earlier->first == node) lowPc = LowPcOf(earlier->second);
     }
+    bool endsWithUnit = false;
+    const auto addRange = [this, function, &endsWithUnit](uint64_t start, uint64_t size) {
+        function->ranges.Add(start, size);
+        if (endsWithUnit || !function->ranges.HasMemory()) return;
+        compUnit->EndWithUnit(function->ranges); // now: the next attribute may end the unit
+        endsWithUnit = true;
+    };
     ktAddressPairs pairs;
     ktByteCursor cursor = CursorAt(node);
     WalkAttributes(cursor, shape, false, [&](const ktAttributeSpec &spec, const ktDieValue &value) {
@@ -196,13 +229,13 @@ ktObject *ktUnitEntries::MakeFunction(uint32_t node) {
             lowPc = value.number;
             break;
         case ktDieField::highPc: // a size, whatever its form
-            function->ranges.Add(lowPc, value.number);
+            addRange(lowPc, value.number);
             function->entry = lowPc;
             break;
         case ktDieField::ranges:
             if (!ReadRanges(value.number, pairs)) break;
             for (const auto &[start, end] : pairs) {
-                if (end != start) function->ranges.Add(start, end - start);
+                if (end != start) addRange(start, end - start);
             }
             break;
         case ktDieField::type:
@@ -216,7 +249,7 @@ ktObject *ktUnitEntries::MakeFunction(uint32_t node) {
         }
     });
     if (!function->name.Get()) function->name.Lend(DefaultName(ktDefaultPrefix<ktFunction>, id));
-    if (function->ranges.Count() > 1) compUnit->EndWithUnit(function->ranges);
+
     return function;
 }
 
@@ -228,7 +261,7 @@ T *ktUnitEntries::New(uint32_t node, const Facts &facts) {
     if (!facts.hasName) {
         LendNameTo(*object, DefaultName(ktDefaultPrefix<T>, id));
     } else {
-        LendNameTo(*object, facts.nameLasts ? facts.name.data() : compUnit->Arena().CopyText(facts.name));
+        LendNameTo(*object, LastingText(*compUnit, facts.name, facts.nameLasts));
     }
     return object;
 }
@@ -286,5 +319,11 @@ bool ktUnitEntries::ReadRanges(uint64_t offset, ktAddressPairs &pairs) {
 }
 
 void ktUnitEntries::StoreText(ktCompUnit &owner, ktOwnedText &out, std::string_view text, bool lasts) {
-    out.Lend(lasts ? text.data() : owner.Arena().CopyText(text));
+    out.Lend(LastingText(owner, text, lasts));
+}
+
+const char *ktUnitEntries::LastingText(ktCompUnit &owner, std::string_view text, bool lasts) {
+    if (lasts) return text.data();
+    if (text.size() > usualTextSize) PayForText(text.size());
+    return owner.Arena().CopyText(text);
 }

@@ -1,9 +1,13 @@
 #include "symbols/dwarf/unit_linker.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "symbols/comp_unit.h"
 #include "symbols/dwarf/unit_entries.h"
 #include "symbols/func_arg.h"
 #include "symbols/function.h"
+#include "symbols/named_object.h"
 #include "symbols/types.h"
 #include "symbols/variable.h"
 
@@ -54,7 +58,10 @@ void ktUnitLinker::Link() {
             LinkFunction(node, 0);
         } else if (IsType(kind)) {
             LinkType(node);
-            unit.AddType(static_cast<ktType *>(entries.ObjectOf(node)));
+            auto *type = static_cast<ktType *>(entries.ObjectOf(node));
+            const char *name = type->GetName();
+            unit.AddType(type);
+            PayForNewName(*type, name);
         } else if (kind == ktDieObject::variable) {
             auto *variable = static_cast<ktVariable *>(entries.ObjectOf(node));
             Resolve(variable->type);
@@ -83,7 +90,17 @@ void ktUnitLinker::LinkFunction(uint32_t node, uint32_t depth) {
     }
     LinkOwnOf(node);
     auto *function = static_cast<ktFunction *>(entries.ObjectOf(node));
-    if (!function->ranges.IsEmpty()) unit.AddFunction(function);
+    if (function->ranges.IsEmpty()) return;
+    const char *name = function->name.Get();
+    unit.AddFunction(function);
+    PayForNewName(*function, name);
+}
+
+/// A name that another object of the unit has already was copied, with a number behind it.
+template <class T>
+void ktUnitLinker::PayForNewName(const T &object, const char *given) {
+    const char *name = NameOf(object);
+    if (name != given) entries.PayForText(std::strlen(name));
 }
 
 /// What the function itself refers to and owns.
@@ -97,18 +114,11 @@ void ktUnitLinker::LinkOwnOf(uint32_t node) {
 
 /// The functions that were left out and that something referred to later on.
 void ktUnitLinker::LinkLeftOut() {
-    for (bool isAgain = true; isAgain;) {
-        isAgain = false;
-        std::vector<uint32_t> stillLeftOut;
-        for (const uint32_t node : leftOut) {
-            if (entries.tree[node].object) {
-                LinkOwnOf(node);
-                isAgain = true;
-            } else {
-                stillLeftOut.push_back(node);
-            }
-        }
-        leftOut = std::move(stillLeftOut);
+    std::sort(leftOut.begin(), leftOut.end());
+    while (!askedFor.empty()) { // linking one may ask for others
+        const uint32_t node = askedFor.back();
+        askedFor.pop_back();
+        if (std::binary_search(leftOut.begin(), leftOut.end(), node)) LinkOwnOf(node);
     }
 }
 
@@ -191,8 +201,11 @@ void ktUnitLinker::Resolve(ktTypeRef &reference, Counted counted) {
 void ktUnitLinker::ResolveDirectly(ktTypeRef &reference) {
     if (!reference.IsUnresolved() || reference.Offset() == 0) return;
     const uint32_t node = entries.tree.Find(reference.Offset());
-    ktObject *object = node != 0 ? entries.ObjectOf(node) : nullptr;
+    if (node == 0) return;
+    const bool isNew = !entries.tree[node].object;
+    ktObject *object = entries.ObjectOf(node);
     if (!object) return;
+    if (isNew && IsFunction(entries.ShapeOf(node).object)) askedFor.push_back(node);
     if (object != &unit) object->AddRef(); // a reference to the unit of its own would keep it for ever
     reference.SetObject(object);
 }

@@ -32,6 +32,8 @@ private:
     void LinkLeftOut();
     void LinkType(uint32_t node);
     void TellInvalid(ktDieObject object);
+    template <class T>
+    void PayForNewName(const T &object, const char *given);
     void Resolve(ktTypeRef &reference, Counted counted = Counted::yes);
     void ResolveDirectly(ktTypeRef &reference);
     template <class T, class LinkChild>
@@ -40,5 +42,6 @@ private:
     ktUnitEntries &entries;
     ktCompUnit &unit;
     uint32_t top;
-    std::vector<uint32_t> leftOut; // functions without code, whose object nobody had asked for
+    std::vector<uint32_t> leftOut;  // functions without code, whose object nobody had asked for
+    std::vector<uint32_t> askedFor; // functions whose object was made because something refers to it
 };

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "app/log.h"
 #include "app/log_batch.h"
 #include "symbols/comp_unit.h"
 #include "symbols/dwarf/dwarf_context.h"
@@ -22,8 +23,8 @@ std::string_view LastComponent(std::string_view path) {
 /// stands; the linker looks again at those that last.
 class UnitWalk {
 public:
-    UnitWalk(ktDwarfContext &dwarfContext, const ktDwarfUnit &dwarfUnit)
-        : context(dwarfContext), unit(dwarfUnit), read(context, unit, log),
+    UnitWalk(ktDwarfContext &dwarfContext, const ktDwarfUnit &dwarfUnit, ktUnitScratch &scratch)
+        : context(dwarfContext), unit(dwarfUnit), read(context, unit, scratch, log),
           cursor(context.Bytes(ktDwarfSection::info)) {}
 
     bool Run() {
@@ -40,6 +41,8 @@ public:
         } else {
             log.Add("Detached compilation unit data");
         }
+        if (compUnit->ranges.IsEmpty()) return good; // a unit without code vanishes, with all its types
+        compUnit->Freeze();                          // what only adding needs would wait for the last unit
         const ktLockGuard guard(context.resultsLock);
         context.results.push_back(compUnit.Get());
         compUnit.Detach();
@@ -48,6 +51,7 @@ public:
 
 private:
     bool ReadAbbreviations() {
+        if (!context.abbreviationWork.Take(0)) return false;
         ktByteCursor declarations(context.Bytes(ktDwarfSection::abbrev));
         declarations.Seek(unit.abbrevOffset);
         read.abbreviations.Read(declarations, read.entries.sizes, messages, log);
@@ -55,6 +59,7 @@ private:
     }
 
     bool ReadEntries() {
+        if (unit.length < unit.headerSize) return true; // no room for an entry
         cursor.Seek(unit.firstEntry);
         while (cursor.Position() - unit.firstEntry < unit.remaining) {
             const uint64_t offset = cursor.Position();
@@ -88,6 +93,7 @@ private:
     }
 
     bool PassOver(const ktDieShape &shape) {
+        if (!read.MayWalk(shape)) return false;
         const ktByteCursor before = cursor;
         if (PassEntry(cursor, read.abbreviations.Skips(shape), read.entries)) {
             for (const char *message : read.abbreviations.Messages(shape)) log.Add(message);
@@ -99,6 +105,7 @@ private:
     }
 
     bool ReadUnitEntry(uint32_t node, const ktDieShape &shape) {
+        read.ReserveIds();
         ktRef<ktCompUnit> made(context.factory->CreateCompUnit());
         if (!made) return false;
         ktCompUnit *target = made.Get();
@@ -160,12 +167,41 @@ private:
     uint32_t lastLowPc = 0; // the last entry of the unit or a function that has one
 };
 
+/// Scratch memory of the context for as long as one unit is read.
+class ScratchLoan {
+public:
+    explicit ScratchLoan(ktDwarfContext &dwarfContext) : context(dwarfContext) {
+        const ktLockGuard guard(context.resultsLock);
+        if (context.scratch.empty()) {
+            context.scratch.reserve(++context.scratchCount); // so that giving it back needs no memory
+            memory = std::make_unique<ktUnitScratch>();
+        } else {
+            memory = std::move(context.scratch.back());
+            context.scratch.pop_back();
+        }
+    }
+    ~ScratchLoan() {
+        const ktLockGuard guard(context.resultsLock);
+        context.scratch.push_back(std::move(memory));
+    }
+    ScratchLoan(const ScratchLoan &) = delete;
+    ScratchLoan &operator=(const ScratchLoan &) = delete;
+
+    ktUnitScratch &operator*() const { return *memory; }
+
+private:
+    ktDwarfContext &context;
+    std::unique_ptr<ktUnitScratch> memory;
+};
+
 } // namespace
 
 bool ReadDwarfUnit(ktDwarfContext &context, const ktDwarfUnit &unit) {
     try {
-        return UnitWalk(context, unit).Run();
+        const ScratchLoan scratch(context);
+        return UnitWalk(context, unit, *scratch).Run();
     } catch (const std::bad_alloc &) {
+        ktLog("A compilation unit takes too much memory");
         return false;
     }
 }

@@ -47,7 +47,8 @@ struct Square final : Left {
     int Square::*member = nullptr;
 };
 
-template <class T, int Count> struct Row {
+template <class T, int Count>
+struct Row {
     T items[Count];
     T Sum() const {
         T sum = T();
@@ -56,7 +57,10 @@ template <class T, int Count> struct Row {
     }
 };
 
-template <class T> __attribute__((noinline)) T Largest(const T &a, T &&b) { return a < b ? b : a; }
+template <class T>
+__attribute__((noinline)) T Largest(const T &a, T &&b) {
+    return a < b ? b : a;
+}
 
 } // namespace outer
 

@@ -1,5 +1,3 @@
 int Classes(int count);
 
-int main(int argc, char **) {
-    return argc > 9 ? Classes(argc) : 0;
-}
+int main(int argc, char **) { return argc > 9 ? Classes(argc) : 0; }

@@ -78,8 +78,16 @@ __attribute__((noinline)) static int touch(struct record *record, int by) {
 __attribute__((noinline)) int shape(struct record *record, enum signal signal) {
     action actions[2] = {touch, record->act};
     switch (signal) {
-    case signal_lost: return square(record->corners[0][0].x);
-    case signal_strong: return actions[1](record, 3);
-    default: return actions[0](record, sum_of(3, 1, 2, grid[1][2][3]));
+    case signal_lost:
+        return square(record->corners[0][0].x);
+    case signal_strong:
+        return actions[1](record, 3);
+    default:
+        return actions[0](record, sum_of(3, 1, 2, grid[1][2][3]));
     }
 }
+
+static int noisy(int count) { return count & 1 ? signal_strong : signal_lost; }
+
+/* The inlined call ends up in two pieces. */
+int in_pieces(int count) { return count > 9 ? sum_of(4, 5, noisy(count), 7, grid[0][0][0]) : 0; }
