@@ -4,12 +4,16 @@
 #include "support/line_program_builder.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
 
 /// Bytes of debugging information, appended one field after the other.
 using ktDieBytes = ktLineBytes;
+
+/// Tags, attributes or forms.
+using ktCodes = std::initializer_list<uint64_t>;
 
 /// One attribute of an entry: how its declaration names it, and the bytes that stand in the entry.
 struct ktAttr {

@@ -19,7 +19,7 @@ inline void AddProgramUnit(ktDwarfBuilder &dwarf, uint64_t number) {
         list.U8(7).Number(low, dwarf.addressSize).Uleb(0x300).U8(5).Number(low, dwarf.addressSize);
         list.Raw({4, 0x10, 0x20, 0});
     } else {
-        for (const uint64_t address : {low + 0x1000, low + 0x1300, uint64_t(0), uint64_t(0)})
+        for (const uint64_t address : ktCodes{low + 0x1000, low + 0x1300, uint64_t(0), uint64_t(0)})
             list.Number(address, dwarf.addressSize);
     }
     const uint64_t rangesAt = ranges.size();

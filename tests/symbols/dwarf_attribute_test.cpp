@@ -84,7 +84,7 @@ TEST_F(DwarfAttribute, EachTagTellsExactlyTheAttributesThatItRefuses) {
 }
 
 TEST_F(DwarfAttribute, AttributesThatShareTheLowBitsOfRefusedOnesAreDroppedWithoutAWord) {
-    for (const uint64_t attribute : {uint64_t(0x15A), uint64_t(0x5A00), uint64_t(1) << 32 | 0x5A})
+    for (const uint64_t attribute : ktCodes{uint64_t(0x15A), uint64_t(0x5A00), uint64_t(1) << 32 | 0x5A})
         EXPECT_TRUE(MessagesOf(0x34, attribute).empty()) << attribute;
 }
 
@@ -154,7 +154,7 @@ TEST_F(DwarfAttribute, EnumTypeKeeps) {
 }
 
 TEST_F(DwarfAttribute, StructAndUnionKeep) {
-    for (const uint64_t tag : {0x13, 0x17}) {
+    for (const uint64_t tag : ktCodes{0x13, 0x17}) {
         auto *type = static_cast<ktComplexType *>(
             ReadType(tag, {AttrName("n"), AttrData1(0x0B, 1), AttrData1(0x0D, 2)}));
         ASSERT_TRUE(type);
@@ -165,7 +165,7 @@ TEST_F(DwarfAttribute, StructAndUnionKeep) {
 }
 
 TEST_F(DwarfAttribute, ModifiedTypesKeepNameAndTarget) {
-    for (const uint64_t tag : {0x0F, 0x10, 0x26, 0x35, 0x37}) {
+    for (const uint64_t tag : ktCodes{0x0F, 0x10, 0x26, 0x35, 0x37}) {
         auto *type = static_cast<ktModifiedType *>(
             ReadType(tag, {AttrName("n"), AttrNumber(0x49, 0x06, 0x7000, 4), AttrData1(0x0B, 8)}));
         ASSERT_TRUE(type);

@@ -157,7 +157,7 @@ TEST_F(DwarfForm, BlocksArePassedAndReadAsZero) {
 }
 
 TEST_F(DwarfForm, TheFormatsNewerFormsAreToldAndConsumeNothing) {
-    for (const uint64_t form : {0x02, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x22, 0x23, 0x2C, 0x1F01}) {
+    for (const uint64_t form : ktCodes{0x02, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x22, 0x23, 0x2C, 0x1F01}) {
         dwarf = ktDwarfBuilder();
         log.Clear();
         EXPECT_TRUE(ReadSize(form, {}));
@@ -195,7 +195,7 @@ TEST_F(DwarfForm, RefSig8IsToldAndConsumesNothing) {
 }
 
 TEST_F(DwarfForm, SecOffsetIsForSixAttributesOnly) {
-    for (const uint64_t attribute : {0x02, 0x10, 0x43, 0x55, 0x2119, 0x2137}) {
+    for (const uint64_t attribute : ktCodes{0x02, 0x10, 0x43, 0x55, 0x2119, 0x2137}) {
         dwarf = ktDwarfBuilder();
         dwarf.BeginUnitWithCode();
         dwarf.Leaf(0x2E, {AttrOffset(attribute, 0x7FFFFFFF)});
@@ -204,7 +204,7 @@ TEST_F(DwarfForm, SecOffsetIsForSixAttributesOnly) {
         EXPECT_EQ(Names(Unit()->Variables()), "behind");
     }
     EXPECT_TRUE(log.lines.empty());
-    for (const uint64_t attribute : {0x03, 0x0B, 0x38, 0x46, 0x54, 0x56, 0x2118}) {
+    for (const uint64_t attribute : ktCodes{0x03, 0x0B, 0x38, 0x46, 0x54, 0x56, 0x2118}) {
         dwarf = ktDwarfBuilder();
         log.Clear();
         dwarf.BeginUnitWithCode();
@@ -243,7 +243,7 @@ TEST_F(DwarfForm, StrpHasEightBytesInTheWideFormat) {
     EXPECT_EQ(ReadName(0x0E, ktDieBytes().U64(dwarf.Text("a text")).bytes), "a text");
 }
 TEST_F(DwarfForm, WithoutTheTextsNothingIsReadForStrpAndTheNameIsEmpty) {
-    for (const uint64_t form : {0x0E, 0x1F}) {
+    for (const uint64_t form : ktCodes{0x0E, 0x1F}) {
         dwarf = ktDwarfBuilder();
         EXPECT_EQ(ReadName(form, {}), "") << form;
     }

@@ -138,7 +138,7 @@ TEST_F(DwarfLink, WhatANamespaceHoldsIsNotInTheUnitButCanBeReferredTo) {
 
 TEST_F(DwarfLink, OtherChildrenOfTheUnitAreIgnoredWithoutAWord) {
     dwarf.BeginUnitWithCode("u");
-    for (const uint64_t tag : {0x05, 0x0D, 0x28, 0x3A, 0x0B}) dwarf.Leaf(tag, {});
+    for (const uint64_t tag : ktCodes{0x05, 0x0D, 0x28, 0x3A, 0x0B}) dwarf.Leaf(tag, {});
     ASSERT_TRUE(EndAndLoad());
     EXPECT_EQ(Describe(*Unit()), "u[400100+100] types: ; variables: ");
     EXPECT_TRUE(log.lines.empty());
@@ -171,7 +171,7 @@ TEST_F(DwarfLink, EachContainerTellsTheKindsThatItCannotHold) {
         log.Clear();
         dwarf.BeginUnitWithCode("u");
         dwarf.Parent(one.tag, {});
-        for (const uint64_t tag : {0x11, 0x2E, 0x1D, 0x05, 0x24, 0x21, 0x0D, 0x28, 0x34, 0x0B})
+        for (const uint64_t tag : ktCodes{0x11, 0x2E, 0x1D, 0x05, 0x24, 0x21, 0x0D, 0x28, 0x34, 0x0B})
             dwarf.Leaf(tag, {});
         dwarf.End();
         ASSERT_TRUE(EndAndLoad());

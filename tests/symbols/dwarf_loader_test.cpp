@@ -140,7 +140,7 @@ TEST_F(DwarfLoader, TheFirstOfTwoDeclarationsOfOneCodeCounts) {
 
 TEST_F(DwarfLoader, CodesMayBeAnyNumbers) {
     dwarf.BeginUnitWithCode("u");
-    for (const uint64_t code : {uint64_t(4095), uint64_t(4096), uint64_t(70'000), ~uint64_t(0)}) {
+    for (const uint64_t code : ktCodes{uint64_t(4095), uint64_t(4096), uint64_t(70'000), ~uint64_t(0)}) {
         dwarf.abbrev.Uleb(code).Raw({0x24, 0, 3, 8, 0, 0});
         dwarf.info.Uleb(code).Text("t");
     }
@@ -149,7 +149,7 @@ TEST_F(DwarfLoader, CodesMayBeAnyNumbers) {
 }
 
 TEST_F(DwarfLoader, AnUnknownCodeEndsTheUnitWithoutFailure) {
-    for (const uint64_t code : {uint64_t(99), uint64_t(5000), ~uint64_t(0)}) {
+    for (const uint64_t code : ktCodes{uint64_t(99), uint64_t(5000), ~uint64_t(0)}) {
         dwarf.BeginUnitWithCode("u", code & 7);
         dwarf.Leaf(0x34, {AttrName("before")});
         dwarf.info.Uleb(code);
@@ -255,14 +255,14 @@ TEST_F(DwarfLoader, AWideLengthOfZeroEndsTheWalk) {
 }
 
 TEST_F(DwarfLoader, ALengthBeyondTheSectionReadsTheUnitAndFails) {
-    for (const uint64_t length : {uint64_t(0x1000), uint64_t(0xFFFFFFF0), uint64_t(0xFFFFFFFE)}) {
+    for (const uint64_t length : ktCodes{uint64_t(0x1000), uint64_t(0xFFFFFFF0), uint64_t(0xFFFFFFFE)}) {
         dwarf = ktDwarfBuilder();
         AddUnit(0);
         dwarf.PutInfo(0, length, 4);
         EXPECT_FALSE(Load());
         EXPECT_EQ(UnitNames(), "u0");
     }
-    for (const uint64_t length : {uint64_t(0x1000), uint64_t(1) << 63, ~uint64_t(0)}) {
+    for (const uint64_t length : ktCodes{uint64_t(0x1000), uint64_t(1) << 63, ~uint64_t(0)}) {
         dwarf = ktDwarfBuilder();
         dwarf.wide = true;
         AddUnit(0);

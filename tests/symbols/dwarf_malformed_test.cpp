@@ -150,7 +150,7 @@ TEST_F(DwarfMalformed, BlocksBeyondTheSectionFailTheUnit) {
 
 TEST_F(DwarfMalformed, DeepNestingOfEveryKindEnds) {
     constexpr int depth = 200'000;
-    for (const uint64_t tag : {0x2E, 0x1D, 0x13, 0x0B, 0x39, 0x11}) {
+    for (const uint64_t tag : ktCodes{0x2E, 0x1D, 0x13, 0x0B, 0x39, 0x11}) {
         dwarf = ktDwarfBuilder();
         dwarf.BeginUnitWithCode("u");
         for (int i = 0; i < depth; ++i) dwarf.Parent(tag, {AttrData1(0x12, 1)});

@@ -83,6 +83,7 @@ TEST(DwarfRangeList, EveryCutFails) {
 }
 TEST(DwarfRangeList, AddressesOfNoOrTooManyBytes) {
     EXPECT_EQ(OldList(OldPairs({{1, 2}, {0, 0}}), 0), Pairs{});
+    EXPECT_EQ(OldList({}, 0), Pairs{}); // not even a place to read from
     EXPECT_EQ(OldList(OldPairs({{1, 2}, {0, 0}}), 9), failed);
     EXPECT_EQ(OldList(OldPairs({{1, 2}, {0, 0}}), 255), failed);
 }
@@ -109,7 +110,7 @@ TEST(DwarfRngList, TheLengthOfStartxLengthIsReadInTheSecondPassOnly) {
     // First pass: the length of 0 is the end; second pass: it is read, and the pairs are full.
     EXPECT_EQ(NewList({3, 0, 0, 7, 7, 7}, addresses), (Pairs{{0x1000, 0x1000}}));
     // First pass: the length is kind 6 with two addresses. Second pass: the end comes first.
-    const ktBytes swallowed = ktDieBytes().Raw({3, 0, 6, 0}).Number(0, 15).U8(0).bytes;
+    const ktBytes swallowed = ktDieBytes().Raw({3, 0, 6, 0}).U64(0).Number(0, 7).U8(0).bytes;
     EXPECT_EQ(NewList(swallowed, addresses), (Pairs{{0x1000, 0x1006}, {0, 0}}));
 }
 TEST(DwarfRngList, TheFirstPassMayFindNoEndWhereTheSecondWould) {
@@ -258,7 +259,7 @@ TEST_F(DwarfRanges, TheOtherVersionsSectionIsNotLookedAt) {
 }
 TEST_F(DwarfRanges, AListThatIsNotThereIsNoFailure) {
     dwarf.sections[".debug_ranges"] = OldPairs({{1, 2}});
-    for (const uint64_t offset : {0, 15, 16, 17, 0x7FFFFFFF}) {
+    for (const uint64_t offset : ktCodes{0, 15, 16, 17, 0x7FFFFFFF}) {
         dwarf.BeginUnitWithCode();
         dwarf.Leaf(0x2E, {AttrName("f"), AttrOffset(0x55, offset)});
         dwarf.End();

@@ -181,7 +181,8 @@ TEST_F(DwarfTree, AllOtherTagsMakeNoObject) {
         if (std::find(objects.begin(), objects.end(), tag) == objects.end())
             dwarf.Leaf(tag, {AttrName("none"), AttrData1(0x5A, 1)});
     }
-    for (const uint64_t tag : {uint64_t(0x4109), uint64_t(1) << 32 | 0x24, ~uint64_t(0)}) dwarf.Leaf(tag, {});
+    for (const uint64_t tag : ktCodes{uint64_t(0x4109), uint64_t(1) << 32 | 0x24, ~uint64_t(0)})
+        dwarf.Leaf(tag, {});
     const uint64_t last = dwarf.Leaf(0x24, {});
     dwarf.End();
     ASSERT_GT(last, 0u);

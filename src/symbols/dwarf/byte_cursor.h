@@ -46,7 +46,7 @@ public:
             Refuse();
             return 0;
         }
-        std::memcpy(&value, next, size);
+        if (size != 0) std::memcpy(&value, next, size); // there may be no bytes at all
         next += size;
         return value;
     }
