@@ -30,5 +30,7 @@ ktFileSystem &SystemFiles();
 bool IsHostPathSeparator(char c);
 /// The separator to build host paths with.
 extern const char ktHostPathSeparator;
+/// Bytes that a host path may have; a longer one can never be opened.
+extern const size_t ktLongestHostPath;
 /// The part of a host path behind its last separator.
 std::string HostPathLastComponent(const std::string &path);

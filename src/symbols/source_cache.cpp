@@ -6,7 +6,9 @@
 #include "symbols/line_info.h"
 
 ktSourceCache::ktSourceCache(const ktLineInfo &lineInfo, ktFileSystem &fileSystem)
-    : lines(lineInfo), files(fileSystem), count(lineInfo.Table().files.size()) {}
+    : lines(lineInfo), files(fileSystem) {}
+
+uint64_t ktSourceCache::Count() const { return lines.Table().files.size(); }
 
 const ktSourceFile *ktSourceCache::LoadFile(uint64_t number) {
     const auto present = loaded.find(number);
@@ -27,7 +29,7 @@ const char *ktSourceCache::PathOf(uint64_t number) const {
 
 bool ktSourceCache::FindPath(uint64_t number, std::string &found) const {
     const ktLineTable &table = lines.Table();
-    if (number >= count || number >= table.files.size()) return false;
+    if (number >= table.files.size()) return false;
     const char *name = table.files[number].Get();
     const char *directory = table.DirectoryOf(number, lines.compDir.Get());
     if (!name || !directory) return false;

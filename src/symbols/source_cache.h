@@ -21,7 +21,7 @@ public:
     /// The path under which a file was found; null while it is not loaded.
     const char *PathOf(uint64_t number) const;
     /// Numbers from here on name no file.
-    uint64_t Count() const { return count; }
+    uint64_t Count() const;
 
     /// `path.root` is for files not loaded yet.
     ktSourcePath path;
@@ -36,6 +36,5 @@ private:
 
     const ktLineInfo &lines;
     ktFileSystem &files;
-    const uint64_t count;
     std::unordered_map<uint64_t, LoadedFile> loaded;
 };

@@ -32,9 +32,13 @@ bool FindSourceFile(const ktSourcePath &sourcePath, ktFileSystem &fileSystem, co
         found = path;
         return true;
     }
-    for (size_t suffix = path.empty() ? path.npos : 0; suffix != path.npos;
-         suffix = path.find(sourcePath.separator, suffix + 1)) {
-        found.assign(sourcePath.root.Get()).append(path, suffix);
+    const std::string_view root = sourcePath.root.Get();
+    if (path.empty() || root.size() > ktLongestHostPath) return false;
+    // The length of a build path comes from a file, and a candidate too long to be opened need not be tried.
+    const size_t room = ktLongestHostPath - root.size();
+    size_t suffix = path.size() > room ? path.find(sourcePath.separator, path.size() - room) : 0;
+    for (; suffix != path.npos; suffix = path.find(sourcePath.separator, suffix + 1)) {
+        found.assign(root).append(path, suffix);
         if (fileSystem.OpenForRead(found.c_str())) return true;
     }
     return false;

@@ -104,6 +104,23 @@ TEST(FindSourceFile, DropsLeadingDirectoriesOneByOne) {
     EXPECT_EQ(files.tried, (std::vector<std::string>{"/src/u/lib/a.c", "/src/lib/a.c", "/src/a.c"}));
 }
 
+TEST(FindSourceFile, PathsTooLongToBeOpenedAreNotTried) {
+    ktFakeFiles files;
+    ktSourcePath path;
+    path.root.Assign("/src");
+    std::string built;
+    for (int i = 0; i < 500000; ++i) built.append(path.joiner).append("a");
+    built.append(path.joiner).append("x.c");
+    std::string found;
+    EXPECT_FALSE(FindSourceFile(path, files, built, found));
+    EXPECT_LE(files.opens, ktLongestHostPath);
+    files.Add("/src/a/a/x.c", "text");
+    EXPECT_TRUE(FindSourceFile(path, files, built, found));
+    EXPECT_EQ(found, "/src/a/a/x.c");
+    path.root.Assign(std::string(ktLongestHostPath + 1, 'r').c_str());
+    EXPECT_FALSE(FindSourceFile(path, files, built, found));
+}
+
 TEST(FindSourceFile, FirstThatOpensIsTaken) {
     TriedFiles files;
     files.files.Add("/src/lib/a.c", "");
