@@ -30,6 +30,7 @@ public:
     }
     template <class T>
     T *MakeArray(size_t count) {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): arrays of pointers are meant as well
         return static_cast<T *>(Allocate(count * sizeof(T), alignof(T)));
     }
     /// A terminated copy.

@@ -120,14 +120,12 @@ bool QueueUnit(ktDwarfContext &context, const ktDwarfUnit &unit) {
     task->entry = RunUnitTask;
     task->argCount = 2;
     task->args[0] = reinterpret_cast<uint64_t>(&context);
-    task->args[1] = reinterpret_cast<uint64_t>(copy.get());
+    task->args[1] = reinterpret_cast<uint64_t>(copy.release());
     task->autoFree = true;
-    if (!context.pool->Submit(task, nullptr)) {
-        std::free(memory);
-        return false;
-    }
-    copy.release();
-    return true;
+    if (context.pool->Submit(task, nullptr)) return true; // the task frees both
+    delete reinterpret_cast<const ktDwarfUnit *>(task->args[1]);
+    std::free(memory);
+    return false;
 }
 
 bool ReadHeaderAndRun(ktDwarfContext &context, ktByteCursor &cursor) {
