@@ -88,7 +88,7 @@ Details ReadDetails(const char *&at) {
         details.hasPrecision = true;
         details.precision = ReadNumber(++at);
     }
-    at += std::strspn(at, "hlLqjzt");
+    while (*at && std::strchr("hlLqjzt", *at)) ++at;
     return details;
 }
 
@@ -147,7 +147,8 @@ bool PrintConversion(ktCutText &text, const char *&at) {
 
 void PrintBareFormat(ktCutText &text, const char *format) {
     for (const char *at = format; *at && !text.IsFull();) {
-        const size_t plain = std::strcspn(at, "%");
+        size_t plain = 0;
+        while (at[plain] && at[plain] != '%') ++plain;
         text.Put({at, plain});
         at += plain;
         if (!*at) return;
