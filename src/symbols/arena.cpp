@@ -8,7 +8,7 @@ void *ktArena::AllocateInNewBlock(size_t size) {
     const size_t blockSize = std::clamp(held, firstBlock, largestBlock);
     const bool ownBlock = size > blockSize / 4;
     const size_t newSize = ownBlock ? size : blockSize;
-    blocks.emplace_back(new std::byte[newSize]);
+    blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(newSize));
     held += newSize;
     std::byte *block = blocks.back().get();
     if (!ownBlock) {

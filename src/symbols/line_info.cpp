@@ -1,64 +1,24 @@
 #include "symbols/line_info.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
-namespace {
+#include "symbols/interval_index.h"
 
-/// A stretch of row numbers whose addresses do not fall.
-struct Run {
-    uint64_t first;
-    uint64_t end;
+/// The stretches of all sources, with numbers in their order.
+struct ktLineInfo::Index {
+    struct Part {
+        const ktRowSource *source;
+        size_t end; ///< number behind its last stretch
+    };
+    std::vector<Part> parts;
+    std::vector<ktLineStretch> stretches;
+    ktIntervalIndex byAddress{{}};
 };
 
-/// The rows as runs. A wide step starts a new one as well: it leads to other code, with room for a third.
-std::vector<Run> RunsOf(std::span<const ktLineRecord> rows) {
-    constexpr uint64_t wideStep = 256; // bytes; hardly any line has as much code
-    std::vector<Run> runs;
-    uint64_t before = 0;
-    for (uint64_t row = 0; row < rows.size(); ++row) {
-        const uint64_t address = rows[row].address;
-        if (row == 0 || address < before || address - before > wideStep) runs.push_back({row, row});
-        runs.back().end = row + 1;
-        before = address;
-    }
-    return runs;
-}
-
-/// Fills `order` with the row numbers, by address and then by number. The sequences of a line program rise,
-/// and most stand apart: only those that touch or overlap have to be sorted. Many of the latter are what a
-/// linker left of functions that it dropped, all from address 0 on.
-void OrderRows(std::span<const ktLineRecord> rows, std::vector<uint64_t> &order) {
-    const auto isBefore = [rows](uint64_t a, uint64_t b) {
-        return rows[a].address != rows[b].address ? rows[a].address < rows[b].address : a < b;
-    };
-    std::vector<Run> runs = RunsOf(rows);
-    std::sort(runs.begin(), runs.end(),
-              [isBefore](const Run &a, const Run &b) { return isBefore(a.first, b.first); });
-    order.reserve(rows.size());
-    auto group = order.begin(); // runs that come behind all before it
-    uint64_t last = 0;          // the last row of the group
-    bool isGroupSorted = true;
-    const auto endGroup = [&] {
-        if (!isGroupSorted) std::sort(group, order.end(), isBefore);
-        group = order.end();
-        isGroupSorted = true;
-    };
-    for (const Run &run : runs) {
-        if (group != order.end()) {
-            if (isBefore(last, run.first)) {
-                endGroup();
-            } else {
-                isGroupSorted = false;
-            }
-        }
-        if (group == order.end() || isBefore(last, run.end - 1)) last = run.end - 1;
-        for (uint64_t row = run.first; row < run.end; ++row) order.push_back(row);
-    }
-    endGroup();
-}
-
-} // namespace
+ktLineInfo::ktLineInfo() = default;
+ktLineInfo::~ktLineInfo() = default;
 
 const char *ktLineTable::DirectoryOf(uint64_t file, const char *compDir) const {
     const uint64_t number = file < fileDirs.size() ? fileDirs[file] : 0;
@@ -66,32 +26,70 @@ const char *ktLineTable::DirectoryOf(uint64_t file, const char *compDir) const {
     return number < directories.size() ? directories[number].Get() : nullptr;
 }
 
-void ktLineInfo::Add(std::unique_ptr<const ktLineSource> source) {
+void ktLineInfo::Add(std::unique_ptr<const ktRowSource> source) {
     sources.push_back(std::move(source));
     table.Drop();
-    rowOrder.Drop();
-}
-
-void ktLineInfo::SetTable(ktLineTable newTable) {
-    table.Set(std::make_unique<ktLineTable>(std::move(newTable)));
-    rowOrder.Drop();
-    sources.clear();
+    index.Drop();
+    rowsByAddress.Drop();
 }
 
 const ktLineTable &ktLineInfo::Table() const {
     static const ktLineTable empty;
     const ktLineTable *made = table.Get([this](ktLineTable &fresh) {
-        for (const auto &source : sources) source->AddTo(fresh);
+        for (const auto &source : sources) source->AddNames(fresh);
     });
     return made ? *made : empty;
 }
 
-const ktLineRecord *ktLineInfo::FirstRowAt(uint64_t address) const {
-    const std::span<const ktLineRecord> rows = Rows();
-    const RowOrder *order = rowOrder.Get([rows](RowOrder &fresh) { OrderRows(rows, fresh); });
-    if (!order) return nullptr;
-    const auto found =
-        std::lower_bound(order->begin(), order->end(), address,
-                         [rows](uint64_t row, uint64_t wanted) { return rows[row].address < wanted; });
-    return found != order->end() && rows[*found].address == address ? &rows[*found] : nullptr;
+std::vector<ktLineRecord> ktLineInfo::Rows() const {
+    std::vector<ktLineRecord> rows;
+    for (const auto &source : sources) source->AddRows(rows);
+    return rows;
+}
+
+void ktLineInfo::FillIndex(Index &fresh) const {
+    for (const auto &source : sources) {
+        source->AddStretches(fresh.stretches);
+        fresh.parts.push_back({source.get(), fresh.stretches.size()});
+    }
+    std::vector<ktInterval> intervals;
+    intervals.reserve(fresh.stretches.size());
+    for (const ktLineStretch &stretch : fresh.stretches) {
+        intervals.push_back({stretch.low, stretch.high, static_cast<uint32_t>(intervals.size())});
+    }
+    fresh.byAddress = ktIntervalIndex(std::move(intervals));
+}
+
+std::optional<ktLineRecord> ktLineInfo::FirstRowInOrder(uint64_t address) const {
+    const auto *rows = rowsByAddress.Get([this](std::vector<ktLineRecord> &fresh) {
+        fresh = Rows();
+        std::stable_sort(fresh.begin(), fresh.end(),
+                         [](const ktLineRecord &a, const ktLineRecord &b) { return a.address < b.address; });
+    });
+    if (!rows) return std::nullopt;
+    const auto row =
+        std::lower_bound(rows->begin(), rows->end(), address,
+                         [](const ktLineRecord &each, uint64_t wanted) { return each.address < wanted; });
+    if (row == rows->end() || row->address != address) return std::nullopt;
+    return *row;
+}
+
+std::optional<ktLineRecord> ktLineInfo::FirstRowAt(uint64_t address) const {
+    constexpr size_t manyHits = 256; // no compiler's program comes near
+    const Index *ready = index.Get([this](Index &fresh) { FillIndex(fresh); });
+    if (!ready) return std::nullopt;
+    try {
+        std::vector<uint32_t> hits;
+        ready->byAddress.VisitAt(address, [&hits](uint32_t number) { hits.push_back(number); });
+        if (hits.size() > manyHits) return FirstRowInOrder(address);
+        std::sort(hits.begin(), hits.end());
+        for (const uint32_t number : hits) {
+            const auto part =
+                std::upper_bound(ready->parts.begin(), ready->parts.end(), number,
+                                 [](size_t wanted, const Index::Part &each) { return wanted < each.end; });
+            if (const auto row = part->source->FirstRowIn(ready->stretches[number], address)) return row;
+        }
+    } catch (const std::bad_alloc &) {
+    }
+    return std::nullopt;
 }

@@ -49,7 +49,7 @@ void AddTextLines(ktLines &output, const char *head, const char *text) {
 
 /// Prints file, directory and line of the first row that stands for exactly `address`.
 void AddSourceLines(ktLines &output, const ktLineInfo &info, uint64_t address) {
-    const ktLineRecord *row = info.FirstRowAt(address);
+    const std::optional<ktLineRecord> row = info.FirstRowAt(address);
     const ktLineTable &table = info.Table();
     if (!row || row->file >= table.files.size()) return;
     AddTextLines(output, "Source file path:", table.files[row->file].Get());

@@ -77,7 +77,7 @@ ktRangeList::~ktRangeList() = default;
 
 void ktRangeList::Add(uint64_t start, uint64_t size) {
     const ktAddrRange range{start, size};
-    if (!many && single == emptyMark && range != emptyMark) {
+    if (HasRoomFor(start, size)) {
         single = range;
         return;
     }

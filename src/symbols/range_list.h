@@ -42,8 +42,11 @@ public:
     void Freeze();
     size_t Count() const;
     bool IsEmpty() const { return Count() == 0; }
-    /// True when the list has memory beyond this object, so that it must be destroyed.
-    bool HasMemory() const { return many != nullptr; }
+    /// True when Add of this leaves the list without memory beyond this object, so that it need not be
+    /// destroyed.
+    bool HasRoomFor(uint64_t start, uint64_t size) const {
+        return !many && single == emptyMark && ktAddrRange{start, size} != emptyMark;
+    }
     /// Lowest start; all ones while empty.
     uint64_t Low() const;
     /// Highest end (start plus size, modulo 2^64); 0 while empty.

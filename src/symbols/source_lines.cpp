@@ -12,7 +12,7 @@ void ShowSourceLine(const ktLocation &location, uint64_t address, ktLines &outpu
     if (!root) return;
     ktSourceCache *sources = location.unit->Sources();
     if (!sources || !sources->path.root.Assign(root)) return;
-    const ktLineRecord *row = location.unit->lines.FirstRowAt(address);
+    const std::optional<ktLineRecord> row = location.unit->lines.FirstRowAt(address);
     const ktSourceFile *file = row ? sources->LoadFile(row->file) : nullptr;
     const char *text = file ? file->Line(row->line) : nullptr;
     if (text) output.AddLine(text);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/command_session.h"
+#include "support/fixed_rows.h"
 
 namespace {
 
@@ -29,8 +30,8 @@ protected:
         target.builder.AddFunction(userUnit, "ExecSuperByteHere", {{0x200110, 0x10}});
         target.builder.Publish(*target.space, user);
     }
-    /// Files 1 and 2 in directories 0 and 1; file 3 without a name; rows for them and for file 9.
-    void AddLines() {
+    /// Files 1 and 2 in directories 0 and 1; file 3 without a name; rows for them and for file 99.
+    void AddUserLines() {
         ktLineInfo &info = userUnit->lines;
         info.compDir.Assign("/build");
         ktLineTable table;
@@ -40,9 +41,10 @@ protected:
         table.files[1].Assign("exec.c");
         table.files[2].Assign("byte.h");
         table.fileDirs = {0, 0, 1, 7};
-        table.rows = {{0x200100, 9, 1}, {0x200104, 41, 2}, {0x200104, 77, 1},
-                      {0x200108, 3, 9}, {0x20010A, 5, 3},  {0x20010C, ~uint64_t(0), 1}};
-        info.SetTable(std::move(table));
+        const std::vector<ktLineRecord> rows = {{0x200100, 9, 1},  {0x200104, 41, 2},
+                                                {0x200104, 77, 1}, {0x200108, 3, 99},
+                                                {0x20010A, 5, 3},  {0x20010C, ~uint64_t(0), 1}};
+        AddLines(info, std::move(table), rows);
     }
     const Lines &Output() const { return target.output.lines; }
 
@@ -150,7 +152,7 @@ TEST_F(LocationCmds, XaShowsTheWholeInlineStack) {
 
 TEST_F(LocationCmds, XaShowsTheFirstRowOfExactlyThisAddress) {
     AddSymbols();
-    AddLines();
+    AddUserLines();
     EXPECT_EQ(target.Run(xa, {"200104"}), ktCmdOk);
     EXPECT_EQ(Output(), (Lines{"Address location:", "user!ExecByte.c|main+0x4", "Source file path:", "byte.h",
                                "Source directory path:", "/include", "Line: 41"}));
@@ -160,7 +162,7 @@ TEST_F(LocationCmds, XaShowsTheFirstRowOfExactlyThisAddress) {
 
 TEST_F(LocationCmds, XaTakesDirectory0FromTheBuildDirectory) {
     AddSymbols();
-    AddLines();
+    AddUserLines();
     EXPECT_EQ(target.Run(xa, {"200100"}), ktCmdOk);
     EXPECT_EQ(Output(), (Lines{"Address location:", "user!ExecByte.c|main", "Source file path:", "exec.c",
                                "Source directory path:", "/build", "Line: 9"}));
@@ -168,21 +170,21 @@ TEST_F(LocationCmds, XaTakesDirectory0FromTheBuildDirectory) {
 
 TEST_F(LocationCmds, XaNeedsAFileNumberOfTheTable) {
     AddSymbols();
-    AddLines();
+    AddUserLines();
     EXPECT_EQ(target.Run(xa, {"200108"}), ktCmdOk);
     EXPECT_EQ(Output(), (Lines{"Address location:", "user!ExecByte.c|main+0x8"}));
 }
 
 TEST_F(LocationCmds, XaPassesOverTextsThatAreMissing) {
     AddSymbols();
-    AddLines();
+    AddUserLines();
     EXPECT_EQ(target.Run(xa, {"20010A"}), ktCmdOk);
     EXPECT_EQ(Output(), (Lines{"Address location:", "user!ExecByte.c|main+0xa", "Line: 5"}));
 }
 
 TEST_F(LocationCmds, XaPrintsTheLineAsASignedNumber) {
     AddSymbols();
-    AddLines();
+    AddUserLines();
     EXPECT_EQ(target.Run(xa, {"20010C"}), ktCmdOk);
     EXPECT_EQ(Output().back(), "Line: -1");
 }

@@ -8,6 +8,7 @@
 
 #include "disasm/xed_disasm.h"
 #include "support/command_session.h"
+#include "support/fixed_rows.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -262,8 +263,8 @@ protected:
         ktLineInfo &lines = module->FindCompUnit("main.c")->lines;
         ktLineTable table;
         ktLineTable::PlaceAt(table.files, 1).Assign("main.c");
-        table.rows = {{0x101004, 2, 1}, {0x101000, 0, 1}, {0x101002, 1, 1}};
-        lines.SetTable(std::move(table));
+        const std::vector<ktLineRecord> rows = {{0x101004, 2, 1}, {0x101000, 0, 1}, {0x101002, 1, 1}};
+        AddLines(lines, std::move(table), rows);
         lines.compDir.Assign("/build");
         const std::string text = "void first() {\n    body();\nvoid second() {\n";
         folder.Write("main.c", {text.begin(), text.end()});

@@ -57,7 +57,7 @@ void PrintUnit(const ktCompUnit &unit) {
     }
     for (const ktType *type : unit.Types()) PrintType(*type);
     const ktLineTable &table = unit.lines.Table();
-    for (const ktLineRecord &row : table.rows) {
+    for (const ktLineRecord &row : unit.lines.Rows()) {
         std::printf("row\t%" PRIu64 "\t%" PRIu64 "\t%s\n", row.address, row.line,
                     row.file < table.files.size() ? TextOf(table.files[row.file]) : "");
     }

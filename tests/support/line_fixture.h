@@ -2,6 +2,7 @@
 
 #include "app/log.h"
 #include "app/log_batch.h"
+#include "support/fixed_rows.h"
 #include "support/line_program_builder.h"
 #include "support/recording_lines.h"
 #include "symbols/dwarf/line_program.h"
@@ -15,9 +16,6 @@
 #include <string>
 #include <vector>
 
-inline bool operator==(const ktLineRecord &a, const ktLineRecord &b) {
-    return a.address == b.address && a.line == b.line && a.file == b.file;
-}
 inline void PrintTo(const ktLineRecord &row, std::ostream *out) {
     *out << "{0x" << std::hex << row.address << std::dec << ", " << row.line << ", " << row.file << "}";
 }
@@ -44,7 +42,7 @@ protected:
         return Rows();
     }
 
-    ktLineRows Rows() const { return {lines.Rows().begin(), lines.Rows().end()}; }
+    ktLineRows Rows() const { return lines.Rows(); }
     /// A table of names with "-" for places that hold nothing.
     static std::vector<std::string> TextsOf(const std::vector<ktOwnedText> &places) {
         std::vector<std::string> texts;

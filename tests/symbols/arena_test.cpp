@@ -4,8 +4,12 @@
 
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "support/allocation_count.h"
 
 namespace {
 
@@ -74,6 +78,61 @@ TEST(Arena, ALargePieceLeavesTheRestOfTheBlockInUse) {
     auto *before = static_cast<char *>(arena.Allocate(16, 8));
     std::memset(arena.Allocate(1 << 20, 8), 1, 1 << 20);
     EXPECT_EQ(arena.Allocate(16, 8), before + 16);
+}
+
+TEST(Arena, VeryManyTextsTakeFewBlocks) {
+    constexpr int count = 1'000'000;
+    ktArena arena;
+    size_t used = 0;
+    const uint64_t before = AllocationCount();
+    for (int i = 0; i < count; ++i) {
+        const std::string_view text =
+            std::string_view("0123456789abcdef").substr(0, static_cast<size_t>(i % 17));
+        arena.CopyText(text);
+        used += text.size() + 1;
+    }
+    // Blocks of 256 KiB but for the first few, and the list of them.
+    EXPECT_LE(AllocationCount() - before, used / (256 * 1024) + 32);
+    EXPECT_LE(arena.MemoryBytes(), used + used / 4 + 256 * 1024);
+}
+
+TEST(Arena, TextsOfAllLengthsTakeNoMoreBlocksThanTextsAndLittleMoreMemory) {
+    ktArena arena;
+    uint64_t texts = 0;
+    size_t used = 0;
+    const std::string longest(300'000, 'x');
+    const uint64_t before = AllocationCount();
+    // Around a quarter of each block size, where a text gets a block of its own or leaves a block's rest.
+    for (size_t quarter = 1024; quarter <= 64 * 1024; quarter *= 2) {
+        for (size_t i = 0; i < 200; ++i) {
+            for (const size_t size : {quarter - 2, quarter - 1, quarter, size_t(1), size_t(100)}) {
+                arena.CopyText(std::string_view(longest).substr(0, size));
+                used += size + 1;
+                ++texts;
+                ASSERT_LE(arena.MemoryBytes(), 3 * used + 4096); // rests of blocks, and a new one
+            }
+        }
+    }
+    arena.CopyText(longest);
+    EXPECT_LE(AllocationCount() - before, texts + 32);
+}
+
+TEST(Arena, WithoutMemoryItThrowsGoesOnAfterwardsAndLeaksNothing) {
+    const int64_t before = LiveAllocationCount();
+    for (uint64_t number = 0; number < 12; ++number) { // of blocks, and of growths of the list of them
+        ktArena arena;
+        const ktAllocationThrow failure(number);
+        int refused = 0;
+        for (int i = 0; i < 20; ++i) {
+            try {
+                arena.Allocate(100'000, 8); // a block of its own
+            } catch (const std::bad_alloc &) {
+                ++refused;
+            }
+        }
+        EXPECT_EQ(refused, 1) << number;
+    }
+    EXPECT_EQ(LiveAllocationCount(), before);
 }
 
 TEST(Arena, APieceOfNoBytesIsAPlaceToo) {

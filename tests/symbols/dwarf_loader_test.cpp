@@ -412,6 +412,45 @@ TEST_F(DwarfLoader, TheLineProgramOfAUnitIsReadFromItsOffset) {
     EXPECT_EQ(rows[0].address, 0x400100u);
 }
 
+TEST_F(DwarfLoader, TheBiasIsAddedToRows) {
+    ktLineProgramBuilder program;
+    program.code.SetAddress(0x400100).Copy();
+    dwarf.sections[".debug_line"] = program.Build();
+    dwarf.isMovable = true;
+    rebase = 0x500000;
+    dwarf.BeginUnit();
+    dwarf.Leaf(0x11, {AttrAddr(0x11, 0x400100), AttrData1(0x12, 0x10), AttrOffset(0x10, 0)});
+    EXPECT_TRUE(Load());
+    EXPECT_EQ(Unit()->lines.Rows(), (std::vector<ktLineRecord>{{0x500100, 0, 1}}));
+    EXPECT_EQ(Unit()->lines.FirstRowAt(0x500100), (ktLineRecord{0x500100, 0, 1}));
+}
+
+TEST_F(DwarfLoader, ALineProgramHasOffsetsOfItsUnitsFormatAndNamesInTwoSections) {
+    for (const bool wide : {false, true}) {
+        dwarf = ktDwarfBuilder();
+        dwarf.version = 5;
+        dwarf.wide = wide;
+        const size_t size = wide ? 8 : 4;
+        const std::string texts = ".inc";
+        dwarf.sections[".debug_str.dwo"].assign(texts.begin(), texts.end());
+        dwarf.sections[".debug_str.dwo"].push_back(0);
+        const uint64_t name = dwarf.Text("a.c");
+        ktLineProgramBuilder program; // of the 32-bit format, whatever the unit's is
+        program.version = 5;
+        program.tables.U8(1).Uleb(1).Uleb(0x1D).Uleb(1).Number(1, size);
+        program.tables.U8(1).Uleb(1).Uleb(0x0E).Uleb(1).Number(name, size);
+        dwarf.sections[".debug_line"] = program.Build();
+        dwarf.BeginUnit();
+        dwarf.Leaf(0x11, {AttrData1(0x12, 0x10), AttrOffset(0x10, 0, size)});
+        EXPECT_TRUE(Load());
+        const ktLineTable &table = Unit()->lines.Table();
+        ASSERT_EQ(table.files.size(), 16u);
+        ASSERT_EQ(table.directories.size(), 16u);
+        EXPECT_STREQ(table.files[1].Get(), "a.c");
+        EXPECT_STREQ(table.directories[1].Get(), "inc");
+    }
+}
+
 TEST_F(DwarfLoader, ALineProgramWithoutItsSectionIsNoFailure) {
     dwarf.BeginUnit();
     dwarf.Leaf(0x11, {AttrName("u"), AttrData1(0x12, 0x10), AttrOffset(0x10, 0)});

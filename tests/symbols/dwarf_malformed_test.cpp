@@ -227,6 +227,39 @@ TEST_F(DwarfMalformed, ManyFunctionsMayNotNameOneHugeListOfRanges) {
     }
 }
 
+TEST_F(DwarfMalformed, ManyUnitsMayNotNameOneHugeLineProgram) {
+    constexpr size_t wholeSize = 200'000;
+    ktLineProgramBuilder program;
+    program.code.U8(7); // told in the log
+    const size_t rowCount = wholeSize - program.Build().size();
+    for (size_t i = 0; i < rowCount; ++i) program.code.Copy();
+    for (const bool parallel : {false, true}) {
+        dwarf = ktDwarfBuilder();
+        log.Clear();
+        if (parallel) UsePool(2);
+        dwarf.sections[".debug_line"] = program.Build();
+        ASSERT_EQ(dwarf.sections[".debug_line"].size(), wholeSize);
+        for (uint64_t number = 0; number < 100; ++number) {
+            dwarf.BeginUnit();
+            dwarf.Leaf(0x11,
+                       {AttrName("u" + std::to_string(number)), AttrData1(0x12, 1), AttrOffset(0x10, 0)});
+        }
+        // A unit whose lines are too much is there without them, and without a word.
+        EXPECT_TRUE(LoadInTime());
+        EXPECT_EQ(Module().CompUnits().size(), 100u);
+        constexpr size_t most = 4 + (1 << 20) / wholeSize; // times the section, and a mebibyte
+        EXPECT_EQ(log.lines, Lines(most, "Unexpected instruction DW_LNS_set_basic_block"));
+        size_t unitsWithLines = 0;
+        for (ktCompUnit *unit : Module().CompUnits()) {
+            const size_t rows = unit->lines.Rows().size();
+            EXPECT_TRUE(rows == 0 || rows == rowCount) << rows;
+            unitsWithLines += rows != 0 ? 1 : 0;
+        }
+        EXPECT_EQ(unitsWithLines, most);
+        EXPECT_EQ(log.lines.size(), most); // asking has told nothing again
+    }
+}
+
 TEST_F(DwarfMalformed, ManyEntriesMayNotHaveManyAttributesWithoutBytes) {
     dwarf.BeginUnitWithCode("u");
     dwarf.abbrev.Raw({2, 0x34, 0});
@@ -237,6 +270,18 @@ TEST_F(DwarfMalformed, ManyEntriesMayNotHaveManyAttributesWithoutBytes) {
     EXPECT_FALSE(LoadInTime());
     EXPECT_GE(Unit()->Variables().size(), 10u);
     EXPECT_LT(Unit()->Variables().size(), 200u);
+}
+
+TEST_F(DwarfMalformed, ManyEntriesMayNotHaveMuchToTellWithoutBytes) {
+    dwarf.BeginUnitWithCode("u");
+    dwarf.abbrev.Raw({2, 0x34, 0});
+    for (int i = 0; i < 32; ++i) dwarf.abbrev.Raw({0x5A, 0x19}); // each refused with a message
+    dwarf.abbrev.Raw({0, 0});
+    dwarf.info.bytes.insert(dwarf.info.bytes.end(), 200'000, 2);
+    ClearLogSink(); // there are millions of messages
+    EXPECT_FALSE(LoadInTime());
+    EXPECT_GE(Unit()->Variables().size(), 10'000u);
+    EXPECT_LT(Unit()->Variables().size(), 100'000u);
 }
 
 TEST_F(DwarfMalformed, ManyEntriesMayNotHaveCopiesOfOneHugeText) {

@@ -177,7 +177,7 @@ TEST_F(DwarfTree, AllOtherTagsMakeNoObject) {
     const std::vector<uint64_t> objects{0x01, 0x04, 0x05, 0x0D, 0x0F, 0x10, 0x11, 0x13, 0x15, 0x16,
                                         0x17, 0x1D, 0x21, 0x24, 0x26, 0x28, 0x2E, 0x34, 0x35, 0x37};
     dwarf.BeginUnitWithCode();
-    for (uint64_t tag = 0; tag < 0x60; ++tag) {
+    for (uint64_t tag = 1; tag < 0x60; ++tag) {
         if (std::find(objects.begin(), objects.end(), tag) == objects.end())
             dwarf.Leaf(tag, {AttrName("none"), AttrData1(0x5A, 1)});
     }
@@ -188,6 +188,19 @@ TEST_F(DwarfTree, AllOtherTagsMakeNoObject) {
     ASSERT_GT(last, 0u);
     ASSERT_TRUE(Load());
     EXPECT_EQ(TypeNames(), "bas_3"); // 1 is the module, 2 the unit
+    EXPECT_TRUE(log.lines.empty());
+}
+
+TEST_F(DwarfTree, AnEntryOfTag0EndsAListOfChildrenAsAnEndMarkDoes) {
+    dwarf.BeginUnitWithCode();
+    dwarf.Parent(0x13, {AttrName("s")});
+    dwarf.Leaf(0x0D, {AttrName("m")});
+    dwarf.Leaf(0, {AttrName("none")});
+    dwarf.Leaf(0x34, {AttrName("v")});
+    dwarf.End();
+    ASSERT_TRUE(Load());
+    EXPECT_EQ(TypeNames(), "s");
+    EXPECT_EQ(Names(Unit()->Variables()), "v");
     EXPECT_TRUE(log.lines.empty());
 }
 

@@ -37,13 +37,13 @@ TEST_F(LineProgramMalformed, EveryCutGivesTheRowsBeforeIt) {
         sections.lineStr = name;
         FillProgram();
         const ktBytes whole = program.Build();
-        lines.SetTable({});
+        Forget(lines);
         ASSERT_TRUE(Parse(whole));
         const ktLineRows rows = Rows();
         ASSERT_EQ(rows.size(), 3u);
         size_t failed = 0;
         for (size_t size = 0; size < whole.size(); ++size) {
-            lines.SetTable({});
+            Forget(lines);
             EXPECT_FALSE(Parse(ktBytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size)))) << size;
             const ktLineRows some = Rows();
             ASSERT_LE(some.size(), rows.size());
@@ -65,7 +65,7 @@ TEST_F(LineProgramMalformed, EveryByteMayBeAnything) {
             for (const uint8_t value : ktBytes{0x00, 0x01, 0x7F, 0x80, 0xFF}) {
                 ktBytes bent = whole;
                 bent[at] = value;
-                lines.SetTable({});
+                Forget(lines);
                 Parse(bent);
                 EXPECT_LE(Rows().size(), bent.size());
                 EXPECT_LE(lines.Table().files.size(), 1040u);
@@ -79,11 +79,11 @@ TEST_F(LineProgramMalformed, LineRange0FailsTheOpcodesThatDivide) {
     program.code = Code().Copy().U8(13 + 5).Copy();
     EXPECT_FALSE(Parse(program));
     EXPECT_EQ(Rows(), (ktLineRows{{0, 0, 1}}));
-    lines.SetTable({});
+    Forget(lines);
     program.code = Code().Copy().U8(8).Copy();
     EXPECT_FALSE(Parse(program));
     EXPECT_EQ(Rows().size(), 1u);
-    lines.SetTable({});
+    Forget(lines);
     program.code = Code().SetAddress(0x10).Copy().AdvancePc(1).EndSequence(); // nothing to divide
     EXPECT_TRUE(Parse(program));
     EXPECT_EQ(Rows().size(), 2u);
@@ -94,7 +94,7 @@ TEST_F(LineProgramMalformed, MaxOps0FailsTheOpcodesThatDivide) {
     program.code = Code().Copy().U8(13 + 5).Copy();
     EXPECT_FALSE(Parse(program));
     EXPECT_EQ(Rows().size(), 1u);
-    lines.SetTable({});
+    Forget(lines);
     program.code = Code().U8(8).Copy();
     EXPECT_FALSE(Parse(program));
     EXPECT_TRUE(Rows().empty());
@@ -128,7 +128,7 @@ TEST_F(LineProgramMalformed, LengthBeyondTheSectionKeepsTheRowsUpToItsEnd) {
     program.wide = true;
     bytes = program.Build();
     for (const uint64_t length : {uint64_t(1) << 32, uint64_t(1) << 63}) {
-        lines.SetTable({});
+        Forget(lines);
         PutField(bytes, 4, length);
         EXPECT_FALSE(Parse(bytes));
         EXPECT_EQ(Rows().size(), 2u);

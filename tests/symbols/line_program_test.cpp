@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -44,7 +46,7 @@ TEST_F(LineProgram, SpecialOpcodeMovesLineAndAddressAndMakesARow) {
 TEST_F(LineProgram, EveryLineRangeDividesEveryOpcode) {
     for (uint32_t range = 1; range < 256; ++range) {
         SCOPED_TRACE(range);
-        lines.SetTable({});
+        Forget(lines);
         program.lineRange = static_cast<uint8_t>(range);
         program.lineBase = 0;
         program.opcodeBase = 1;
@@ -71,7 +73,7 @@ TEST_F(LineProgram, OpcodeBase10RunsOpcodes10To12AsSpecialOpcodes) {
 TEST_F(LineProgram, OpcodeBase1And0LeaveOnlyExtendedOpcodes) {
     program.opcodeBase = 1;
     EXPECT_EQ(RowsOf(Code().U8(1 + 5).EndSequence()), (ktLineRows{{0, 0, 1}, {0, 0, 1}}));
-    lines.SetTable({});
+    Forget(lines);
     program.opcodeBase = 0; // and no lengths
     EXPECT_EQ(RowsOf(Code().U8(5).EndSequence()), (ktLineRows{{0, 0, 1}, {0, 0, 1}}));
 }
@@ -144,26 +146,34 @@ TEST_F(LineProgram, EndOfSequenceSetsTheRegistersBack) {
 TEST_F(LineProgram, SetAddressReadsAtMost8BytesAndTheRestRuns) {
     EXPECT_EQ(RowsOf(Code().SetAddress(0x1234, 4).Copy().SetAddress(0xAB, 1).Copy()),
               (ktLineRows{{0x1234, 0, 1}, {0xAB, 0, 1}}));
-    lines.SetTable({});
+    Forget(lines);
     EXPECT_EQ(RowsOf(Code().Raw({0, 11, 2}).U64(0x5000).Raw({1, 1})),
               (ktLineRows{{0x5000, 0, 1}, {0x5000, 0, 1}}));
 }
 
-TEST_F(LineProgram, SetAddressOfLength0Reads8BytesAndOfLength1None) {
-    EXPECT_EQ(RowsOf(Code().Raw({0, 0, 2}).U64(0x5000).Copy().Raw({0, 1, 2, 1})),
-              (ktLineRows{{0x5000, 0, 1}, {0, 0, 1}}));
+TEST_F(LineProgram, SetAddressOfLength0Reads8Bytes) {
+    EXPECT_EQ(RowsOf(Code().Raw({0, 0, 2}).U64(0x5000).Copy()), (ktLineRows{{0x5000, 0, 1}}));
+}
+
+TEST_F(LineProgram, AnOperandOfNoBytesCannotBeReadAndEndsTheProgram) {
+    for (const uint8_t instruction : {uint8_t(2), uint8_t(4)}) {
+        Forget(lines);
+        program.code = Code().Copy().Raw({0, 1, instruction}).Copy();
+        EXPECT_FALSE(Parse(program));
+        EXPECT_EQ(Rows(), (ktLineRows{{0, 0, 1}}));
+    }
 }
 
 TEST_F(LineProgram, SetDiscriminatorTakesRawBytesNotALeb) {
     // As a LEB the operand would end at its first byte, and three rows would follow.
     EXPECT_EQ(RowsOf(Code().Raw({0, 4, 4, 1, 1, 1, 1})), (ktLineRows{{0, 0, 1}}));
-    lines.SetTable({});
+    Forget(lines);
     EXPECT_EQ(RowsOf(Code().Raw({0, 12, 4}).U64(0x0101010101010101).Raw({1, 1, 1})).size(), 3u);
 }
 
 TEST_F(LineProgram, UnknownExtendedOpcodeRunsItsOperandsAndStopsAtTheEnd) {
     EXPECT_EQ(RowsOf(Code().Raw({0, 4, 0x80, 1, 1, 1})).size(), 3u);
-    lines.SetTable({});
+    Forget(lines);
     // The operand of the last instruction reaches beyond the program, into bytes that do not run.
     program.code = Code().Raw({0, 2, 0x80, 3});
     ktBytes section = program.Build();
@@ -199,9 +209,61 @@ TEST_F(LineProgram, AdvancePcLeavesTheOperationIndex) {
     EXPECT_EQ(RowsOf(Code().U8(4).AdvancePc(10).U8(4)), (ktLineRows{{0, 0, 1}, {11, 0, 1}}));
 }
 
+/// Version 4 with three operations to an instruction of 16 bytes; special opcode 13 + n goes n operations on.
+class LineProgramOperations : public LineProgram {
+protected:
+    LineProgramOperations() {
+        program.maxOps = 3;
+        program.minInstLength = 16;
+        program.lineBase = 0;
+        program.lineRange = 1;
+    }
+    static constexpr uint8_t oneOperation = 13 + 1, twoOperations = 13 + 2;
+};
+
+TEST_F(LineProgramOperations, EndOfSequenceSetsTheOperationIndexBack) {
+    EXPECT_EQ(RowsOf(Code().U8(twoOperations).EndSequence().U8(oneOperation).U8(twoOperations)),
+              (ktLineRows{{0, 0, 1}, {0, 0, 1}, {0, 0, 1}, {16, 0, 1}}));
+}
+
+TEST_F(LineProgramOperations, ConstAddPcGoesOnFromTheOperationIndexAndMovesIt) {
+    // 255 - 13 = 242 operations: with the one before 81 whole instructions, and the index is 0 again.
+    EXPECT_EQ(RowsOf(Code().U8(oneOperation).U8(8).Copy().U8(twoOperations).U8(oneOperation)),
+              (ktLineRows{{0, 0, 1}, {81 * 16, 0, 1}, {81 * 16, 0, 1}, {82 * 16, 0, 1}}));
+    Forget(lines);
+    // From index 0 it leaves index 2.
+    EXPECT_EQ(RowsOf(Code().U8(8).Copy().U8(oneOperation)), (ktLineRows{{80 * 16, 0, 1}, {81 * 16, 0, 1}}));
+}
+
+TEST_F(LineProgramOperations, FixedAdvancePcLeavesTheOperationIndex) {
+    EXPECT_EQ(RowsOf(Code().U8(oneOperation).Raw({9, 0xFF}).U8(twoOperations)),
+              (ktLineRows{{0, 0, 1}, {0xFF + 16, 0, 1}}));
+}
+
+TEST_F(LineProgramOperations, CopyLeavesTheOperationIndex) {
+    EXPECT_EQ(RowsOf(Code().U8(twoOperations).Copy().U8(oneOperation)),
+              (ktLineRows{{0, 0, 1}, {0, 0, 1}, {16, 0, 1}}));
+}
+
+TEST_F(LineProgramOperations, Opcode255AdvancesAndCarriesIntoTheAddress) {
+    program.maxOps = 4;
+    program.lineBase = -5;
+    program.lineRange = 14;
+    const uint8_t one = 13 + 5 + 14, three = 13 + 5 + 3 * 14; // operations, on the same line
+    // 242 is 17 operations and line step 4 - 5. With the three before: five instructions and index 0.
+    EXPECT_EQ(RowsOf(Code().AdvanceLine(20).U8(three).U8(255).U8(three).U8(one)),
+              (ktLineRows{{0, 20, 1}, {5 * 16, 19, 1}, {5 * 16, 19, 1}, {6 * 16, 19, 1}}));
+}
+
+TEST_F(LineProgramOperations, Opcode255WithTheMostOperationsStaysInItsInstruction) {
+    program.maxOps = 255;
+    EXPECT_EQ(RowsOf(Code().U8(255).U8(13 + 12).U8(oneOperation)),
+              (ktLineRows{{0, 0, 1}, {0, 0, 1}, {16, 0, 1}}));
+}
+
 TEST_F(LineProgram, VersionsBelow4HaveNoMaxOps) {
     for (const uint16_t version : {uint16_t(2), uint16_t(3)}) {
-        lines.SetTable({});
+        Forget(lines);
         program.version = version;
         program.maxOps = 0; // not in the header
         EXPECT_EQ(RowsOf(Code().U8(8).U8(13 + 5 + 14)), (ktLineRows{{18, 0, 1}}));
@@ -214,7 +276,7 @@ TEST_F(LineProgram, UnknownVersionIsReadLikeAnOldOne) {
     program.code.Copy();
     for (const uint16_t version : {uint16_t(0), uint16_t(1), uint16_t(6), uint16_t(0xFFFF)}) {
         SCOPED_TRACE(version);
-        lines.SetTable({});
+        Forget(lines);
         ktBytes bytes = program.Build();
         PutField(bytes, 4, version);
         EXPECT_TRUE(Parse(bytes));
@@ -265,6 +327,45 @@ TEST_F(LineProgram, OffsetNamesOneProgramOfMany) {
     EXPECT_EQ(Rows(), (ktLineRows{{0x2000, 0, 1}, {0x1000, 0, 1}}));
 }
 
+TEST_F(LineProgram, EveryRowIsFoundByItsAddressWhateverItsOperationAndSequence) {
+    std::minstd_rand random(11);
+    for (int round = 0; round < 60; ++round) {
+        Forget(lines);
+        bias = round % 2 ? 0x7000 : 0;
+        program.maxOps = static_cast<uint8_t>(1 + round % 3);
+        program.code = Code();
+        for (int i = 0; i < 400; ++i) {
+            switch (random() % 12) {
+            case 0:
+                program.code.SetAddress(random() % 4 ? random() % 0x1000 : random());
+                break;
+            case 1:
+                program.code.EndSequence();
+                break;
+            case 2:
+                program.code.AdvancePc(random() % 0x3000);
+                break;
+            case 3:
+                program.code.SetFile(random() % 5).AdvanceLine(static_cast<int64_t>(random() % 40) - 20);
+                break;
+            default:
+                program.code.U8(13 + random() % 243);
+            }
+        }
+        ASSERT_TRUE(Parse(program));
+        const ktLineRows rows = Rows();
+        ASSERT_GT(rows.size(), 200u);
+        std::map<uint64_t, ktLineRecord> firstRows;
+        for (const ktLineRecord &row : rows) firstRows.emplace(row.address, row);
+        for (const auto &[address, row] : firstRows) {
+            ASSERT_EQ(lines.FirstRowAt(address), row) << round;
+            if (!firstRows.contains(address + 1)) {
+                ASSERT_FALSE(lines.FirstRowAt(address + 1)) << round;
+            }
+        }
+    }
+}
+
 TEST_F(LineProgram, RowsAreTheSameForThreadsThatAskAtOnce) {
     Code code;
     code.SetAddress(0x1000);
@@ -273,9 +374,7 @@ TEST_F(LineProgram, RowsAreTheSameForThreadsThatAskAtOnce) {
     ASSERT_TRUE(Parse(program));
     const auto ask = [this] {
         EXPECT_EQ(lines.Rows().size(), 20000u);
-        const ktLineRecord *row = lines.FirstRowAt(0x1000 + 20000);
-        ASSERT_NE(row, nullptr);
-        EXPECT_EQ(row, &lines.Rows()[19999]);
+        EXPECT_EQ(lines.FirstRowAt(0x1000 + 20000), lines.Rows()[19999]);
     };
     std::thread other(ask);
     ask();

@@ -28,7 +28,7 @@ protected:
         program.version = 5;
         program.tables = directories;
         program.tables.bytes.insert(program.tables.bytes.end(), files.bytes.begin(), files.bytes.end());
-        lines.SetTable({});
+        Forget(lines);
         return Parse(program);
     }
     /// A file table of two formats, inline names and `content` in `form`, and of one file, whose fields
@@ -78,7 +78,7 @@ TEST_F(LineTables, PlacesGrowToTheNextMultipleOf16AboveTheIndex) {
         program.tables.U8(0);
         for (int i = 0; i < count; ++i) program.tables.File("f", 1);
         program.tables.U8(0);
-        lines.SetTable({});
+        Forget(lines);
         EXPECT_TRUE(Parse(program));
         EXPECT_EQ(lines.Table().directories.size(), capacity);
         EXPECT_EQ(lines.Table().files.size(), capacity);

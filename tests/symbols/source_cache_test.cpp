@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <utility>
 
 #include "support/fake_files.h"
+#include "support/fixed_rows.h"
+#include "support/temp_folder.h"
 #include "symbols/line_info.h"
 
 namespace {
@@ -22,7 +25,7 @@ protected:
         table.fileDirs.resize(table.files.size());
         table.fileDirs[2] = 1;
         table.fileDirs[3] = 99;
-        lines.SetTable(std::move(table));
+        AddLines(lines, std::move(table), {});
         lines.compDir.Assign("/home/u");
     }
     std::string Host(const char *path) const {
@@ -70,7 +73,7 @@ TEST_F(SourceCache, FilesWithoutNameDirectoryOrPlaceAreNotTried) {
     ktLineTable table;
     ktLineTable::PlaceAt(table.files, 1).Assign("main.c");
     ktLineInfo homeless; // no compDir
-    homeless.SetTable(std::move(table));
+    AddLines(homeless, std::move(table), {});
     ktSourceCache other(homeless, files);
     EXPECT_EQ(other.LoadFile(1), nullptr);
     EXPECT_EQ(files.opens, 0u);
@@ -92,6 +95,44 @@ TEST_F(SourceCache, AFailedSearchIsNotRemembered) {
     EXPECT_EQ(cache.PathOf(1), nullptr);
     AddFile("/home/u/main.c", "text\n");
     EXPECT_NE(cache.LoadFile(1), nullptr);
+}
+
+TEST_F(SourceCache, ACandidateThatOpensAndCannotBeReadEndsTheSearchWithoutAFile) {
+    AddFile("/src/home/u/main.c", "text\n");
+    AddFile("/src/main.c", "of another place\n"); // would be the third candidate
+    files.unreadable.insert(Host("/src/home/u/main.c"));
+    ktSourceCache cache(lines, files);
+    cache.path.root.Assign(Host("/src"));
+    EXPECT_EQ(cache.LoadFile(1), nullptr);
+    EXPECT_EQ(cache.PathOf(1), nullptr);
+    const uint64_t opens = files.opens;
+    EXPECT_EQ(cache.LoadFile(1), nullptr);
+    EXPECT_GT(files.opens, opens); // it is not remembered
+    files.unreadable.clear();
+    const ktSourceFile *file = cache.LoadFile(1);
+    ASSERT_NE(file, nullptr);
+    EXPECT_STREQ(file->Line(0), "text");
+    EXPECT_EQ(cache.PathOf(1), Host("/src/home/u/main.c"));
+}
+
+TEST_F(SourceCache, ACandidateThatCannotBeOpenedIsPassedOver) {
+    const ktTempFolder folder;
+    const std::string root = folder.Path("src");
+    std::filesystem::create_directories(folder.Path("src/home/u/main.c")); // folders of the file's name
+    std::filesystem::create_directories(folder.Path("src/u/main.c"));
+    const std::string text = "text\n";
+    const std::string path = folder.Write("src/main.c", {text.begin(), text.end()});
+    ktSourceCache cache(lines);
+    cache.path.root.Assign(root.c_str());
+    const ktSourceFile *file = cache.LoadFile(1);
+    ASSERT_NE(file, nullptr);
+    EXPECT_STREQ(file->Line(0), "text");
+    EXPECT_EQ(cache.PathOf(1), Host(path.c_str()));
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path); // now all of them are folders
+    ktSourceCache other(lines);
+    other.path.root.Assign(root.c_str());
+    EXPECT_EQ(other.LoadFile(1), nullptr);
 }
 
 TEST_F(SourceCache, ALoadedFileStaysUnderANewRoot) {

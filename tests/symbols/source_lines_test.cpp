@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/fixed_rows.h"
 #include "support/recording_lines.h"
 #include "support/symbol_builder.h"
 #include "support/temp_folder.h"
@@ -25,9 +27,10 @@ protected:
         ktLineTable::PlaceAt(table.files, 1).Assign("main.c");
         table.files[2].Assign("other.c");
         table.fileDirs.resize(table.files.size());
-        table.rows = {{0x1000, 1, 1}, {0x1004, 0, 1}, {0x1004, 1, 1},           {0x1008, 2, 1},
-                      {0x100C, 0, 2}, {0x1010, 0, 9}, {0x1014, ~uint64_t(0), 1}};
-        unit->lines.SetTable(std::move(table));
+        const std::vector<ktLineRecord> rows = {{0x1000, 1, 1},           {0x1004, 0, 1}, {0x1004, 1, 1},
+                                                {0x1008, 2, 1},           {0x100C, 0, 2}, {0x1010, 0, 9},
+                                                {0x1014, ~uint64_t(0), 1}};
+        AddLines(unit->lines, std::move(table), rows);
         unit->lines.compDir.Assign("/build/kernel");
         Write("main.c", "int a;\nint b;\nint c;");
     }
@@ -80,6 +83,12 @@ TEST_F(SourceLines, NothingForAFileThatIsNotFound) {
     EXPECT_EQ(Show(0x1010), Lines{}); // no such number
     Write("other.c", "found now\n");
     EXPECT_EQ(Show(0x100C), Lines{"found now"});
+}
+
+TEST_F(SourceLines, AFolderOfTheFilesNameIsPassedOver) {
+    std::filesystem::create_directories(folder.Path("build/kernel/main.c"));
+    module->sourcePath.Assign(folder.Path(""));
+    EXPECT_EQ(Show(0x1000), Lines{"int b;"});
 }
 
 TEST_F(SourceLines, ANewSourcePathCountsForFilesNotYetLoaded) {

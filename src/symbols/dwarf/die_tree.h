@@ -46,6 +46,11 @@ public:
     /// An end mark. What `previousHasChildren` says is left as it is, so the entry after an entry that has
     /// children by its flag, but none in fact, becomes a child all the same.
     void Pop() { current = nodes[current].parent; }
+    /// An entry whose tag is 0 ends a list of children as well, and has a flag of its own.
+    void Pop(bool hasChildren) {
+        Pop();
+        previousHasChildren = hasChildren;
+    }
 
     ktDieNode &operator[](uint32_t node) { return nodes[node]; }
     const ktDieNode &operator[](uint32_t node) const { return nodes[node]; }

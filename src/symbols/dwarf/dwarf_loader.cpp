@@ -42,8 +42,9 @@ constexpr ktDwarfSection keptSections[] = {ktDwarfSection::line, ktDwarfSection:
 /// How often the bytes of a table may be worked through again for units that name it again. Units of honest
 /// files share tables, but each byte of them stands for work of its own.
 constexpr uint64_t sharedTableFactor = 64;
-/// The same for range lists, which are stored for each function that names one.
-constexpr uint64_t sharedRangeFactor = 4;
+/// The same for range lists, which are stored for each function that names one, and for line programs, which
+/// are run again for look-ups; honest files hardly share either.
+constexpr uint64_t sharedListFactor = 4;
 /// The same for attributes that take no bytes of their entry, and for texts that are copied, of which entries
 /// that share one may have a copy each.
 constexpr uint64_t attributeFactor = 16;
@@ -162,9 +163,9 @@ bool LoadDwarf(ktLoadRequest &request, ktElfFile &elf) {
     context.attributeWork.Reset(leastWork + attributeFactor * (sizeOf(ktDwarfSection::abbrev) + entryBytes));
     context.textWork.Reset(leastWork + sharedTextFactor * (sizeOf(ktDwarfSection::str) +
                                                            sizeOf(ktDwarfSection::lineStr) + entryBytes));
-    context.lineWork.Reset(leastWork + sharedTableFactor * sizeOf(ktDwarfSection::line));
+    context.lineWork.Reset(leastWork + sharedListFactor * sizeOf(ktDwarfSection::line));
     context.rangeWork.Reset(
-        leastWork + sharedRangeFactor * (sizeOf(ktDwarfSection::ranges) + sizeOf(ktDwarfSection::rnglists)));
+        leastWork + sharedListFactor * (sizeOf(ktDwarfSection::ranges) + sizeOf(ktDwarfSection::rnglists)));
     if (context[ktDwarfSection::types].isPresent) ktLog("Type section is not supported");
 
     const bool good = ReadUnits(context);

@@ -6,29 +6,45 @@
 #include <algorithm>
 #include <cstdint>
 
-/// Runs one line program. Registers that no row keeps (column, flags, instruction set, discriminator) are not
-/// kept here either: their operands are only passed over.
+/// The state of a line program between two instructions. It starts as a
+/// sequence of rows does.
+struct ktLineRegisters {
+    uint64_t address = 0;
+    uint64_t opIndex = 0; ///< below the header's maxOps
+    uint64_t file = 1;
+    uint64_t line = 1;
+};
+
+/// Runs one line program. Registers that no row keeps (column, flags,
+/// instruction set, discriminator) are not kept here either: their operands are
+/// only passed over.
 ///
-/// `Sink` has `Row(address, line, file)`, called for each row in order, and `Unexpected(text)`, called with a
-/// literal for instructions that are carried out and deserve a line in the log.
+/// `Sink` has `Row(address, line, file)`, called for each row in order, and
+/// `Unexpected(text)`, called with a literal for instructions that are carried
+/// out and deserve a line in the log.
 template <class Sink>
 class ktLineRun {
 public:
-    ktLineRun(const ktLineHeader &programHeader, Sink &rowSink) : header(programHeader), sink(rowSink) {
+    ktLineRun(const ktLineHeader &programHeader, Sink &rowSink, const ktLineRegisters &start = {})
+        : header(programHeader), sink(rowSink), registers(start) {
         // 65536 / lineRange, rounded up: exact for the division of a byte.
         if (header.lineRange != 0) reciprocal = 0xFFFFu / header.lineRange + 1;
         canAdvance = header.lineRange != 0 && header.maxOps != 0;
     }
 
-    /// Runs from where `cursor` stands to the end of the program, or to the first instruction that fails:
-    /// false.
+    /// Runs from where `cursor` stands to the end of the program, or to the first
+    /// instruction that fails: false.
     bool Run(ktByteCursor &cursor) {
         ktByteCursor code = cursor; // a local, whose fields can stay in registers
         bool succeeded = true;
-        while (succeeded && code.Position() < header.end) succeeded = Step(code) && !code.Failed();
+        while (succeeded && HasMore(code)) succeeded = Step(code);
         cursor = code;
         return succeeded;
     }
+    bool HasMore(const ktByteCursor &code) const { return code.Position() < header.end; }
+    /// Runs the instruction at `code`; false when it fails.
+    bool Step(ktByteCursor &code) { return Execute(code) && !code.Failed(); }
+    const ktLineRegisters &Registers() const { return registers; }
 
 private:
     enum Standard : uint8_t {
@@ -48,15 +64,7 @@ private:
     };
     enum Extended : uint8_t { endSequence = 1, setAddress, defineFile, setDiscriminator };
 
-    /// What a sequence starts with.
-    struct Registers {
-        uint64_t address = 0;
-        uint64_t opIndex = 0;
-        uint64_t file = 1;
-        uint64_t line = 1;
-    };
-
-    bool Step(ktByteCursor &code) {
+    bool Execute(ktByteCursor &code) {
         const uint8_t opcode = code.U8();
         if (opcode >= header.opcodeBase && opcode != extended) return Special(opcode);
         switch (opcode) {
@@ -98,7 +106,8 @@ private:
             code.SkipLeb();
             break;
         case negateStmt:
-        default: // the counts of operands are not consulted: unknown instructions read nothing
+        default: // the counts of operands are not consulted: unknown instructions
+                 // read nothing
             break;
         }
         return true;
@@ -128,7 +137,8 @@ private:
         return true;
     }
 
-    /// The length only tells how large an operand is: what it covers beyond that runs as instructions.
+    /// The length only tells how large an operand is: what it covers beyond that
+    /// runs as instructions.
     void StepExtended(ktByteCursor &code) {
         const uint64_t length = code.Uleb();
         const uint64_t operandSize = std::min<uint64_t>(length - 1, 8); // 8 for a length of 0 as well
@@ -137,10 +147,10 @@ private:
         switch (instruction) {
         case endSequence:
             AddRow();
-            registers = Registers();
+            registers = ktLineRegisters();
             break;
         case setAddress:
-            registers.address = code.Number(operandSize);
+            registers.address = Operand(code, operandSize);
             registers.opIndex = 0;
             break;
         case defineFile:
@@ -149,18 +159,24 @@ private:
             for (int i = 0; i < 3; ++i) code.SkipLeb(); // directory, time, size
             break;
         case setDiscriminator:
-            code.Number(operandSize); // raw bytes, where the format has a LEB
+            Operand(code, operandSize); // raw bytes, where the format has a LEB
             break;
         default:
             break;
         }
     }
 
+    /// An operand that has no bytes cannot be read.
+    static uint64_t Operand(ktByteCursor &code, uint64_t size) {
+        if (size == 0) code.Fail();
+        return code.Number(size);
+    }
+
     void AddRow() { sink.Row(registers.address, registers.line, registers.file); }
 
     const ktLineHeader header;
     Sink &sink;
-    Registers registers;
+    ktLineRegisters registers;
     uint32_t reciprocal = 0;
     bool canAdvance = false;
 };

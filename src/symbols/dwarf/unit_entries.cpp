@@ -84,7 +84,7 @@ uint64_t ktUnitEntries::IdOf(uint32_t node) const {
     return run.firstId + (ordinal - run.firstOrdinal);
 }
 
-bool ktUnitEntries::PayForWalk(uint32_t specCount) { return context.attributeWork.Take(specCount); }
+bool ktUnitEntries::PayForWalk(uint64_t stepCount) { return context.attributeWork.Take(stepCount); }
 
 void ktUnitEntries::PayForText(uint64_t size) {
     if (!context.textWork.Take(size)) throw std::bad_alloc();
@@ -213,10 +213,11 @@ ktObject *ktUnitEntries::MakeFunction(uint32_t node) {
     }
     bool endsWithUnit = false;
     const auto addRange = [this, function, &endsWithUnit](uint64_t start, uint64_t size) {
+        if (!endsWithUnit && !function->ranges.HasRoomFor(start, size)) {
+            compUnit->EndWithUnit(function->ranges); // first: what comes then may end the unit
+            endsWithUnit = true;
+        }
         function->ranges.Add(start, size);
-        if (endsWithUnit || !function->ranges.HasMemory()) return;
-        compUnit->EndWithUnit(function->ranges); // now: the next attribute may end the unit
-        endsWithUnit = true;
     };
     ktAddressPairs pairs;
     ktByteCursor cursor = CursorAt(node);

@@ -44,9 +44,11 @@ public:
     void NoteEarlierLowPc(uint32_t node, uint32_t earlier) { earlierLowPcs.emplace_back(node, earlier); }
     /// The range list at `offset`, bias included; false when there is none.
     bool ReadRanges(uint64_t offset, ktAddressPairs &pairs);
-    /// False when too much was done for entries with more attributes than any compiler gives them.
+    /// False when too much was done for entries with more attributes, or more to tell about them, than any
+    /// compiler gives them.
     bool MayWalk(const ktDieShape &shape) {
-        return shape.specCount <= usualSpecCount || PayForWalk(shape.specCount);
+        const bool isUsual = shape.specCount <= usualSpecCount && shape.messageCount <= usualMessageCount;
+        return isUsual || PayForWalk(uint64_t(shape.specCount) + shape.messageCount);
     }
     /// Takes a text's copy from what the load may use for copies; throws std::bad_alloc beyond it.
     void PayForText(uint64_t size);
@@ -82,8 +84,9 @@ public:
 private:
     struct Facts;
 
-    /// Attributes of one entry that are not counted.
+    /// Attributes of one entry, and messages about them, that are not counted.
     static constexpr uint32_t usualSpecCount = 32;
+    static constexpr uint32_t usualMessageCount = 8;
 
     /// Numbers of objects that follow each other.
     struct IdRun {
@@ -94,7 +97,7 @@ private:
     Facts ReadFacts(uint32_t node);
     ktByteCursor CursorAt(uint32_t node) const;
     uint64_t IdOf(uint32_t node) const;
-    bool PayForWalk(uint32_t specCount);
+    bool PayForWalk(uint64_t stepCount);
     const char *LastingText(ktCompUnit &owner, std::string_view text, bool lasts);
     const char *DefaultName(const char *prefix, uint64_t id);
     template <class T>

@@ -77,6 +77,10 @@ private:
     }
 
     bool ReadEntry(uint32_t offset, const ktDieShape &shape) {
+        if (shape.tag == 0) {
+            read.tree.Pop(shape.hasChildren);
+            return PassOver(shape) && !shape.isCut;
+        }
         const uint32_t node = read.tree.Add(offset, shape.hasChildren);
         read.tree[node].shape = read.abbreviations.IndexOf(shape);
         read.tree[node].ordinal = read.objectCount;
