@@ -89,7 +89,8 @@ std::optional<ktLineRecord> ktLineInfo::FirstRowAt(uint64_t address) const {
                                  [](size_t wanted, const Index::Part &each) { return wanted < each.end; });
             if (const auto row = part->source->FirstRowIn(ready->stretches[number], address)) return row;
         }
+        return std::nullopt;
     } catch (const std::bad_alloc &) {
+        return std::nullopt;
     }
-    return std::nullopt;
 }
