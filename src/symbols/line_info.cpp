@@ -17,6 +17,11 @@ struct ktLineInfo::Index {
     ktIntervalIndex byAddress{{}};
 };
 
+struct ktLineInfo::NumberedRow {
+    ktLineRecord row;
+    uint64_t number;
+};
+
 ktLineInfo::ktLineInfo() = default;
 ktLineInfo::~ktLineInfo() = default;
 
@@ -61,17 +66,18 @@ void ktLineInfo::FillIndex(Index &fresh) const {
 }
 
 std::optional<ktLineRecord> ktLineInfo::FirstRowInOrder(uint64_t address) const {
-    const auto *rows = rowsByAddress.Get([this](std::vector<ktLineRecord> &fresh) {
-        fresh = Rows();
-        std::stable_sort(fresh.begin(), fresh.end(),
-                         [](const ktLineRecord &a, const ktLineRecord &b) { return a.address < b.address; });
+    const auto *rows = rowsByAddress.Get([this](std::vector<NumberedRow> &fresh) {
+        for (const ktLineRecord &row : Rows()) fresh.push_back({row, fresh.size()});
+        std::sort(fresh.begin(), fresh.end(), [](const NumberedRow &a, const NumberedRow &b) {
+            return a.row.address != b.row.address ? a.row.address < b.row.address : a.number < b.number;
+        });
     });
     if (!rows) return std::nullopt;
-    const auto row =
+    const auto found =
         std::lower_bound(rows->begin(), rows->end(), address,
-                         [](const ktLineRecord &each, uint64_t wanted) { return each.address < wanted; });
-    if (row == rows->end() || row->address != address) return std::nullopt;
-    return *row;
+                         [](const NumberedRow &each, uint64_t wanted) { return each.row.address < wanted; });
+    if (found == rows->end() || found->row.address != address) return std::nullopt;
+    return found->row;
 }
 
 std::optional<ktLineRecord> ktLineInfo::FirstRowAt(uint64_t address) const {

@@ -99,6 +99,7 @@ public:
 
 private:
     struct Index;
+    struct NumberedRow;
 
     void FillIndex(Index &fresh) const;
     std::optional<ktLineRecord> FirstRowInOrder(uint64_t address) const;
@@ -106,5 +107,5 @@ private:
     std::vector<std::unique_ptr<const ktRowSource>> sources;
     ktLazyValue<ktLineTable> table;
     ktLazyValue<Index> index;
-    ktLazyValue<std::vector<ktLineRecord>> rowsByAddress; ///< only where too many stretches overlap
+    ktLazyValue<std::vector<NumberedRow>> rowsByAddress; ///< only where too many stretches overlap
 };

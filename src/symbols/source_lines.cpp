@@ -13,7 +13,8 @@ void ShowSourceLine(const ktLocation &location, uint64_t address, ktLines &outpu
     ktSourceCache *sources = location.unit->Sources();
     if (!sources || !sources->path.root.Assign(root)) return;
     const std::optional<ktLineRecord> row = location.unit->lines.FirstRowAt(address);
-    const ktSourceFile *file = row ? sources->LoadFile(row->file) : nullptr;
+    if (!row) return;
+    const ktSourceFile *file = sources->LoadFile(row->file);
     const char *text = file ? file->Line(row->line) : nullptr;
     if (text) output.AddLine(text);
 }
