@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cpuid.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -37,14 +39,15 @@ TEST(Host, CpuIdTellsTheVendorAsText) {
 }
 
 TEST(Host, CpuIdPassesTheSubleafOn) {
-    uint32_t first[4] = {};
-    ASSERT_TRUE(SystemHost().CpuId(0, 0, first));
-    if (first[0] < 0xB) GTEST_SKIP() << "the processor has no leaf with subleaves that differ";
-    // Leaf 0xB gives the subleaf back in the low byte of the third register.
-    for (const uint32_t subleaf : {0u, 1u, 2u}) {
-        uint32_t out[4] = {};
-        ASSERT_TRUE(SystemHost().CpuId(0xB, subleaf, out));
-        EXPECT_EQ(out[2] & 0xFF, subleaf);
+    // Leaves with subleaves that differ, where the processor has them, and are the same on every core.
+    for (const uint32_t leaf : {4u, 7u, 0xDu}) {
+        for (const uint32_t subleaf : {0u, 1u, 2u, 3u}) {
+            uint32_t out[4] = {};
+            uint32_t wanted[4] = {};
+            ASSERT_TRUE(SystemHost().CpuId(leaf, subleaf, out));
+            __cpuid_count(leaf, subleaf, wanted[0], wanted[1], wanted[2], wanted[3]);
+            for (int i = 0; i < 4; ++i) EXPECT_EQ(out[i], wanted[i]) << leaf << " " << subleaf << " " << i;
+        }
     }
 }
 

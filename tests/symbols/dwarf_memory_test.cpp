@@ -48,6 +48,12 @@ protected:
         request.module.Reset();
         EXPECT_EQ(LiveAllocationCount(), before);
     }
+
+    void ExpectThatTheUnitIsLeftOut() {
+        EXPECT_FALSE(Load());
+        EXPECT_EQ(log.lines, Lines{"A compilation unit takes too much memory"});
+        ExpectNothingStays(false, 0);
+    }
 };
 
 TEST_F(DwarfMemory, AUnitOfManyEntriesTakesFewBlocksOfMemory) {
@@ -90,9 +96,7 @@ TEST_F(DwarfMemory, AUnitThatEndsBehindItsOwnRangesLeavesNothingBehind) {
     attrs.resize(tooMany, name);
     dwarf.BeginUnit();
     dwarf.Parent(0x11, attrs);
-    EXPECT_FALSE(Load());
-    EXPECT_EQ(log.lines, Lines{"A compilation unit takes too much memory"});
-    ExpectNothingStays(false, 0);
+    ExpectThatTheUnitIsLeftOut();
 }
 
 TEST_F(DwarfMemory, AUnitThatEndsBehindAFunctionsRangesLeavesNothingBehind) {
@@ -101,9 +105,7 @@ TEST_F(DwarfMemory, AUnitThatEndsBehindAFunctionsRangesLeavesNothingBehind) {
     dwarf.BeginUnitWithCode("u");
     // Each function reads its ranges first; the name is too much for one of them.
     for (int i = 0; i < tooMany; ++i) dwarf.Leaf(0x2E, {AttrOffset(0x55, ranges), name});
-    EXPECT_FALSE(Load());
-    EXPECT_EQ(log.lines, Lines{"A compilation unit takes too much memory"});
-    ExpectNothingStays(false, 0);
+    ExpectThatTheUnitIsLeftOut();
 }
 
 TEST_F(DwarfMemory, AUnitThatEndsBehindFunctionsWithRangesLeavesNothingBehind) {
@@ -116,9 +118,7 @@ TEST_F(DwarfMemory, AUnitThatEndsBehindFunctionsWithRangesLeavesNothingBehind) {
     dwarf.Leaf(0x2E, {AttrOffset(0x55, ranges)});
     dwarf.Leaf(0x34, {AttrType(inlined)});
     for (int i = 0; i < tooMany; ++i) dwarf.Leaf(0x24, {name});
-    EXPECT_FALSE(Load());
-    EXPECT_EQ(log.lines, Lines{"A compilation unit takes too much memory"});
-    ExpectNothingStays(false, 0);
+    ExpectThatTheUnitIsLeftOut();
 }
 
 TEST_F(DwarfMemory, UnitsBesideOneThatTakesTooMuchStay) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <map>
 #include <random>
 #include <string>
@@ -364,6 +365,21 @@ TEST_F(LineProgram, EveryRowIsFoundByItsAddressWhateverItsOperationAndSequence) 
             }
         }
     }
+}
+
+TEST_F(LineProgram, InstructionsWithoutRowsDoNotRunForEachLookUp) {
+    program.code = Code().SetAddress(0x1000).Copy();
+    program.code.bytes.insert(program.code.bytes.end(), 4'000'000, 6); // the flag that no row keeps
+    program.code.AdvancePc(1).Copy().AdvancePc(1).Copy();
+    ASSERT_TRUE(Parse(program));
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(lines.FirstRowAt(0x1000), (ktLineRecord{0x1000, 0, 1}));
+        ASSERT_EQ(lines.FirstRowAt(0x1001), (ktLineRecord{0x1001, 0, 1}));
+        ASSERT_EQ(lines.FirstRowAt(0x1002), (ktLineRecord{0x1002, 0, 1}));
+        ASSERT_FALSE(lines.FirstRowAt(0x1003));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4)); // each time all: a minute
 }
 
 TEST_F(LineProgram, RowsAreTheSameForThreadsThatAskAtOnce) {

@@ -16,14 +16,6 @@
 
 namespace {
 
-/// Takes no row, and tells what there is to tell.
-struct Teller {
-    ktLogBatch &log;
-
-    void Row(uint64_t, uint64_t, uint64_t) {}
-    void Unexpected(const char *text) { log.Add(text); }
-};
-
 /// Appends the rows; what there is to tell was told by the first run.
 struct RowStore {
     std::vector<ktLineRecord> &rows;
@@ -35,12 +27,12 @@ struct RowStore {
     void Unexpected(const char *) {}
 };
 
-/// Appends stretches of rows. Rows of a stretch stand near each other, so that
-/// few hold an address that is not one of their rows'.
+/// Appends stretches of rows. Rows of a stretch stand near each other, so that few hold an address that is
+/// not one of their rows'.
 class StretchStore {
 public:
-    StretchStore(std::vector<ktLineStretch> &stretchesToFill, uint64_t biasToAdd)
-        : stretches(stretchesToFill), bias(biasToAdd) {}
+    StretchStore(std::vector<ktLineStretch> &stretchesToFill, uint64_t biasToAdd, ktLogBatch &logToUse)
+        : stretches(stretchesToFill), bias(biasToAdd), log(logToUse) {}
 
     /// The next instruction, and the state before it.
     void Begin(uint64_t position, const ktLineRegisters &registers) {
@@ -59,16 +51,17 @@ public:
             isOpen = true;
         }
     }
-    void Unexpected(const char *) {}
+    void Unexpected(const char *text) { log.Add(text); }
 
 private:
-    static constexpr uint32_t mostRows = 64;  // run again for each look-up
-    static constexpr uint32_t fewestRows = 4; // a bound for the memory that an odd program takes
+    static constexpr uint32_t mostRows = 64;    // run again for each look-up
+    static constexpr uint64_t mostBytes = 1024; // of instructions, most of which may make no row
+    static constexpr uint32_t fewestRows = 4;   // a bound for the memory that an odd program takes
     static constexpr uint64_t wideStep = 4096;
 
     /// Takes a row at `address` into `stretch`, unless that is full or the row far away.
-    static bool Grow(ktLineStretch &stretch, uint64_t address) {
-        if (stretch.rowCount == mostRows) return false;
+    bool Grow(ktLineStretch &stretch, uint64_t address) const {
+        if (stretch.rowCount == mostRows || next.position - stretch.position > mostBytes) return false;
         const uint64_t step = address < stretch.low    ? stretch.low - address
                               : address > stretch.high ? address - stretch.high
                                                        : 0;
@@ -81,6 +74,7 @@ private:
 
     std::vector<ktLineStretch> &stretches;
     const uint64_t bias;
+    ktLogBatch &log;
     ktLineStretch next{}; ///< one that would begin at the present instruction
     bool isOpen = false;  ///< the last stretch may grow
 };
@@ -100,8 +94,7 @@ struct RowFinder {
     bool IsDone() const { return row || rowsLeft == 0; }
 };
 
-/// Bytes that were looked at since `start`: a cursor that fails has searched
-/// all that was left.
+/// Bytes that were looked at since `start`: a cursor that fails has searched all that was left.
 uint64_t Passed(const ktByteCursor &cursor, uint64_t start) {
     return cursor.Position() - start + (cursor.Failed() ? cursor.Remaining() : 0);
 }
@@ -113,8 +106,8 @@ public:
                 uint64_t biasToAdd)
         : sections(sectionsToUse), offset(offsetOfHeader), bias(biasToAdd), is32(is32Unit) {}
 
-    /// To be called once. False when nothing of the program can be used; `ran`
-    /// tells whether it came to its end.
+    /// To be called once. False when nothing of the program can be used; `ran` tells whether it came to its
+    /// end.
     bool Check(ktWorkBudget &budget, ktLogBatch &log, bool &ran) {
         ktByteCursor cursor(sections.line);
         if (!budget.Take(0) || !cursor.Seek(offset)) return false;
@@ -127,8 +120,14 @@ public:
         const uint64_t end = std::min<uint64_t>(header.end, sections.line.size());
         const uint64_t size = end > firstInstruction ? end - firstInstruction : 0;
         if (!budget.Take(size)) return false;
-        Teller teller{log};
-        ran = ktLineRun<Teller>(header, teller).Run(cursor);
+        StretchStore store(stretches, bias, log);
+        ktLineRun<StretchStore> run(header, store);
+        ran = true;
+        while (ran && run.HasMore(cursor)) {
+            store.Begin(cursor.Position(), run.Registers());
+            ran = run.Step(cursor);
+        }
+        stretches.shrink_to_fit();
         const uint64_t passed = Passed(cursor, firstInstruction);
         if (passed > size) budget.Take(passed - size); // the last instruction may reach beyond the end
         return true;
@@ -149,15 +148,8 @@ public:
         ktLineRun<RowStore>(header, store).Run(cursor);
     }
 
-    void AddStretches(std::vector<ktLineStretch> &stretches) const override {
-        ktByteCursor cursor(sections.line);
-        ktLineHeader header;
-        if (!Open(cursor, header, firstInstruction)) return;
-        StretchStore store(stretches, bias);
-        ktLineRun<StretchStore> run(header, store);
-        do {
-            store.Begin(cursor.Position(), run.Registers());
-        } while (run.HasMore(cursor) && run.Step(cursor));
+    void AddStretches(std::vector<ktLineStretch> &all) const override {
+        all.insert(all.end(), stretches.begin(), stretches.end());
     }
 
     std::optional<ktLineRecord> FirstRowIn(const ktLineStretch &stretch, uint64_t address) const override {
@@ -183,6 +175,7 @@ private:
     const uint64_t offset;
     const uint64_t bias;
     uint64_t firstInstruction = 0; ///< its position
+    std::vector<ktLineStretch> stretches;
     const bool is32;
 };
 

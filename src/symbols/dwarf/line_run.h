@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 
-/// The state of a line program between two instructions. It starts as a
-/// sequence of rows does.
+/// The state of a line program between two instructions. It starts as a sequence of rows does.
 struct ktLineRegisters {
     uint64_t address = 0;
     uint64_t opIndex = 0; ///< below the header's maxOps
@@ -15,13 +14,11 @@ struct ktLineRegisters {
     uint64_t line = 1;
 };
 
-/// Runs one line program. Registers that no row keeps (column, flags,
-/// instruction set, discriminator) are not kept here either: their operands are
-/// only passed over.
+/// Runs one line program. Registers that no row keeps (column, flags, instruction set, discriminator) are not
+/// kept here either: their operands are only passed over.
 ///
-/// `Sink` has `Row(address, line, file)`, called for each row in order, and
-/// `Unexpected(text)`, called with a literal for instructions that are carried
-/// out and deserve a line in the log.
+/// `Sink` has `Row(address, line, file)`, called for each row in order, and `Unexpected(text)`, called with a
+/// literal for instructions that are carried out and deserve a line in the log.
 template <class Sink>
 class ktLineRun {
 public:
@@ -32,8 +29,8 @@ public:
         canAdvance = header.lineRange != 0 && header.maxOps != 0;
     }
 
-    /// Runs from where `cursor` stands to the end of the program, or to the first
-    /// instruction that fails: false.
+    /// Runs from where `cursor` stands to the end of the program, or to the first instruction that fails:
+    /// false.
     bool Run(ktByteCursor &cursor) {
         ktByteCursor code = cursor; // a local, whose fields can stay in registers
         bool succeeded = true;
@@ -106,8 +103,7 @@ private:
             code.SkipLeb();
             break;
         case negateStmt:
-        default: // the counts of operands are not consulted: unknown instructions
-                 // read nothing
+        default: // the counts of operands are not consulted: unknown instructions read nothing
             break;
         }
         return true;
@@ -137,8 +133,7 @@ private:
         return true;
     }
 
-    /// The length only tells how large an operand is: what it covers beyond that
-    /// runs as instructions.
+    /// The length only tells how large an operand is: what it covers beyond that runs as instructions.
     void StepExtended(ktByteCursor &code) {
         const uint64_t length = code.Uleb();
         const uint64_t operandSize = std::min<uint64_t>(length - 1, 8); // 8 for a length of 0 as well
