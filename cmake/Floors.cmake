@@ -58,6 +58,9 @@ foreach(floor IN LISTS SABLE_FLOORS)
 endforeach()
 set(SABLE_TOP_FLOOR ${below})
 
+# The binary contract, engine/abi/, is all that is shared with an engine library.
+target_include_directories(sable_session PUBLIC ${PROJECT_SOURCE_DIR}/engine)
+
 # What single floors need from outside.
 function(sable_floor_needs floor)
     get_target_property(type sable_${floor} TYPE)

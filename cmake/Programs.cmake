@@ -11,13 +11,23 @@ if(batchSources)
     list(TRANSFORM batchSources PREPEND ${PROJECT_SOURCE_DIR}/src/)
     add_executable(sabledbg-batch ${batchSources})
     target_compile_definitions(sabledbg-batch PRIVATE SABLE_VERSION="${PROJECT_VERSION}")
+    # The engine library is found beside the program by its bare name.
+    set_target_properties(sabledbg-batch PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
     target_link_libraries(sabledbg-batch PRIVATE ${SABLE_TOP_FLOOR} CLI11::CLI11 PkgConfig::EDIT)
 endif()
 
 # What ./run builds.
 add_custom_target(programs)
-foreach(program sabledbg sabledbg-batch)
+foreach(program sabledbg sabledbg-batch SableEng)
     if(TARGET ${program})
         add_dependencies(programs ${program})
     endif()
 endforeach()
+
+# The engine library and the demo guest's files stand beside the programs, where these look for them.
+install(TARGETS SableEng DESTINATION bin)
+if(TARGET sabledbg-batch)
+    install(TARGETS sabledbg-batch DESTINATION bin)
+    install(FILES docs/sabledbg-batch.1 DESTINATION share/man/man1)
+endif()
+install(DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/ DESTINATION bin FILES_MATCHING PATTERN "demo*.elf" PATTERN "demo*.img")

@@ -323,6 +323,33 @@ def source_path_seeds():
             yield f"{number}_{mode}", bytes([mode]) + text.encode()
 
 
+@seeds("engine_memory")
+def engine_memory_seeds():
+    """Settings of the processor and the questions; then RAM with tables of 32-bit, PAE and 4-level paging."""
+    def ram(width, *entries):
+        memory = bytearray(0x6000)
+        for place, entry in entries:
+            memory[place:place + width] = entry.to_bytes(width, "little")
+        memory[0x5000:0x5008] = b"MZ\0\0\0\0\0\0"
+        return bytes(memory)
+
+    tables = {
+        0: (b"", 0x5000),
+        1: (ram(4, (0x1000, 0x2003), (0x1004, 0x83), (0x2004, 0x5003), (0x2008, 0x4003)), 0x1000),
+        2: (ram(8, (0x1000, 0x2001), (0x2000, 0x3003), (0x2008, 0x83), (0x3008, 0x5003)), 0x1000),
+        3: (ram(8, (0x1000, 0x2003), (0x1FF8, 0x1003), (0x2000, 0x3003), (0x2008, 0x83), (0x3000, 0x4003),
+                (0x3008, 0x83), (0x4008, 0x5003)), 0x1000),
+        4: (b"", 0),
+    }
+    for mode, (memory, linear) in tables.items():
+        for features in (0x63, 0xA3, 0x00):
+            for address in (linear, linear + 0xFFE, 0xFFFFFFFFFFFFFFF8):
+                settings = struct.pack("<BBBBHHQQQQ", mode, features, 8, 1, 8, 1, 0x1000, address, 0x20000, 0x3F0000)
+                yield f"{mode}_{features}_{address & 0xFFFF:x}", settings + memory
+    for number, text in enumerate(("demo", "demo,ram=128M", "demo,ram=2G", "demo,ram=,")):
+        yield f"name_{number}", text.encode()
+
+
 def main():
     here = pathlib.Path(__file__).resolve().parent
     root = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else here / "seeds"

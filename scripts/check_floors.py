@@ -26,6 +26,7 @@ TABLE = "cmake/floors.txt"
 PLATFORM = "platform"    # takes all of src/platform/
 PROGRAMS = "programs"    # above the table: what src/app/batch/ holds beside the listed stems
 PROGRAM_FOLDER = "app/batch/"
+GUEST = "engine/guest"   # a program of its own, whose includes start at its folder
 
 
 class Checker:
@@ -78,7 +79,8 @@ class Checker:
         """The file that `#include "name"` in `path` means, relative to the root; None when there is none."""
         own_folder = str(pathlib.PurePosixPath(path).parent)
         own_tree = path.split("/")[0]
-        for folder in dict.fromkeys((own_tree, own_folder, ".", "src", "engine")):
+        guest = [GUEST] if path.startswith(GUEST + "/") else []
+        for folder in dict.fromkeys((*guest, own_tree, own_folder, ".", "src", "engine")):
             found = (self.root / folder / name).resolve()
             if found.is_file() and found.is_relative_to(self.root):
                 return str(found.relative_to(self.root))

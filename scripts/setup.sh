@@ -3,13 +3,13 @@
 #
 #   scripts/setup.sh [build|test|dev]
 #
-# build: what compiling needs. test: also the compilers that make test data. dev: also clang 19 with its tools.
+# build: what compiling needs. test: also the compilers that make test data. dev: also clang 19 with its tools and QEMU.
 set -euo pipefail
 
 buildPackages=(ca-certificates cmake ninja-build g++ pkg-config python3 binutils
-    libgtest-dev libbenchmark-dev libcli11-dev libedit-dev)
+    libgtest-dev libbenchmark-dev libcli11-dev libedit-dev nettle-dev)
 testPackages=(clang lld gcc-mingw-w64-x86-64)
-devPackages=(git clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev)
+devPackages=(git clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev qemu-system-x86)
 
 fail() {
     echo "setup: $*" >&2

@@ -1,0 +1,10 @@
+#include "front/front.h"
+
+namespace sable {
+
+Front &TheFront() {
+    static Front front;
+    return front;
+}
+
+} // namespace sable
