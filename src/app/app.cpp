@@ -9,6 +9,8 @@
 #include "commands/session_cmd_set.h"
 #include "commands/startup_cmd_set.h"
 #include "disasm/xed_disasm.h"
+#include "session/engine_library.h"
+#include "session/sb_dbg_eng.h"
 #include "session/session.h"
 
 #include <algorithm>
@@ -19,7 +21,11 @@ std::unique_ptr<ktDisasm> CreateDisasm() { return std::make_unique<ktXedDisasm>(
 
 std::unique_ptr<ktCmdSet> CreateSessionCmdSet() { return std::make_unique<ktSessionCmdSet>(); }
 
-constexpr ktSessionFactories sessionFactories = {CreateDisasm, CreateSessionCmdSet, nullptr};
+constexpr ktSessionFactories sessionFactories = {CreateDisasm, CreateSessionCmdSet, ktSbDbgEng::Create};
+
+bool InsertEngineName(ktCmdProcessor &processor, const char *name) {
+    return bool(processor.engineNames.Insert(name, reinterpret_cast<uint64_t>(name)));
+}
 
 } // namespace
 
@@ -98,18 +104,22 @@ bool ktApp::CreateCommandSystem() {
 }
 
 bool ktApp::RegisterEngines() {
-    static const char staticEngine[] = "static";
-    const bool inserted =
-        bool(processor->engineNames.Insert(staticEngine, reinterpret_cast<uint64_t>(staticEngine)));
-    // The same words whether the keyword went in or not: readers of the log look for this line.
+    engineLibrary = ktEngineLibrary::Get();
+    bool inserted = true;
+    if (engineLibrary) {
+        ktLog("Sable engine loaded");
+        inserted = InsertEngineName(*processor, "sable");
+    }
+    inserted = inserted && InsertEngineName(*processor, "static");
+    // The same words whether the keywords went in or not: readers of the log look for this line.
     ktLog("Static engine loaded");
     return inserted;
 }
 
 void ktApp::Shutdown() {
-    if (processor) processor->StopCommands();
     if (session) {
-        // Before anything else goes, so that no view receives data any more.
+        // Before anything else goes, so that no view receives data any more. This stops the commands as well,
+        // and first shuts out events, each of which would type one line more.
         session->Disconnect();
         session->cmdProcessor = nullptr;
         session.reset();
@@ -119,7 +129,9 @@ void ktApp::Shutdown() {
     if (taskPool) taskPool->Stop();
     taskPool.reset();
     outputLines.reset();
-    ClearLogSink();
+    if (engineLibrary) ktEngineLibrary::Release();
+    engineLibrary = nullptr;
+    ClearLogSink(); // only now: an engine library may log while it goes
     logLines.reset();
     remoteLines.reset();
     args.clear();

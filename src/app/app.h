@@ -9,6 +9,7 @@
 
 class ktCircularLines;
 class ktCmdProcessor;
+class ktEngineLibrary;
 class ktGui;
 class ktLogLines;
 class ktSession;
@@ -35,8 +36,9 @@ public:
     void *instance = nullptr;
     void *prevInstance = nullptr;
     uint32_t showCommand = 0;
-    uint32_t lastError = 0;        ///< the process's exit code
-    std::vector<std::string> args; ///< kept, and read by nobody
+    uint32_t lastError = 0;                   ///< the process's exit code
+    std::vector<std::string> args;            ///< kept, and read by nobody
+    ktEngineLibrary *engineLibrary = nullptr; ///< the process's; null when it could not be loaded
     std::unique_ptr<ktSession> session;
     std::unique_ptr<ktStartupCmdSet> startupSet;
     std::unique_ptr<ktCmdProcessor> processor;

@@ -24,6 +24,8 @@ public:
 
     const char *Get() const { return start; }
     size_t Length() const { return length; }
+    /// Bytes that still fit.
+    size_t Room() const { return limit - length; }
     /// Nothing more fits.
     bool IsFull() const { return length == limit; }
 

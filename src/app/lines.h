@@ -15,6 +15,12 @@ public:
     virtual const char *GetLine(uint64_t index) const = 0;
     /// Appends one line (NUL-terminated, copied). False when it could not be stored.
     virtual bool AddLine(const char *text) = 0;
+    /// Appends bytes as they come: '\n' ends a line, and a line may stay open for the next call. False,
+    /// with nothing stored, in a store that takes whole lines only.
+    virtual bool Append(const char *bytes, uint64_t size) {
+        static_cast<void>(bytes);
+        return size == 0;
+    }
     /// Removes all lines, keeps the buffer. The caller holds the exclusive lock.
     virtual void Clear() = 0;
     virtual void LockShared() = 0;

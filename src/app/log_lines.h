@@ -25,7 +25,7 @@ public:
     bool IsReady() const;
     /// Appends bytes in which '\n' ends a line; what follows the last '\n' is a line that stays open and
     /// is continued by the next call. False when memory ran out; the lines before that stay. Any thread.
-    bool Append(const char *bytes, uint64_t size);
+    bool Append(const char *bytes, uint64_t size) override;
     /// True while the last line is open.
     bool HasOpenLine() const;
     /// Bytes that the buffer can hold.

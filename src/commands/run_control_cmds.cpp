@@ -27,8 +27,12 @@ ktRunControlCmd::ktRunControlCmd(const char *name, const ktRunControl &newContro
 uint32_t ktRunControlCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     if (argCount < GetMinArgs()) return ktCmdBadArguments;
     if (const uint32_t status = ktSessionStatus(session)) return status;
+    const uint64_t eventsBefore = session->EventCount();
     if (control.call(*session->engine, argCount > 0 ? args[0].value : 0) < 0) return ktCmdFailed;
     if (control.updates) session->Update(control.updateFlags);
+    // A target that stopped again at once was updated before it was taken to be running.
+    const bool assumed = (control.updateFlags & ktUpdateAssumeRunning) != 0;
+    if (assumed && session->EventCount() != eventsBefore) session->Update(0);
     return ktCmdOk;
 }
 

@@ -9,5 +9,7 @@ uint32_t ktUpdateCmd::Execute(ktCmdArg *, uint32_t) {
     if (status == ktCmdNoSpaces) return status;
     session->DropPageCache();
     if (status != ktCmdOk) return status;
+    // Updates that many events left behind must not make the end wait for a target that no longer answers.
+    if (session->IsEnding()) return ktCmdUpdateFailed;
     return session->Update(ktUpdateDropCache) ? ktCmdOk : ktCmdUpdateFailed;
 }

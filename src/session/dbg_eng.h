@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+class ktCodeBreakPoints;
 class ktLines;
 struct ktContext;
 struct ktPageWalkResult;
@@ -57,17 +58,26 @@ public:
     virtual ktStatus GetContext(ktContext *context) = 0;
     /// Writes what `context->wantedMask` names.
     virtual ktStatus SetContext(const ktContext *context) = 0;
+    /// Two operations without a use, and four below: they keep their places, and no engine supports them.
+    virtual ktStatus Reserved1() { return ktNotSupported; }
+    virtual ktStatus Reserved2() { return ktNotSupported; }
     virtual ktStatus CpuId(uint32_t leaf, uint32_t subleaf, uint32_t out[4]) = 0;
-    virtual ktStatus ReadTarget(const ktAddress &address, void *buffer, uint64_t size, uint64_t *done) = 0;
-    virtual ktStatus WriteTarget(const ktAddress &address, const void *buffer, uint64_t size,
-                                 uint64_t *done) = 0;
+    /// A success at a memory-mapped address updates its attribute. `done` may be null.
+    virtual ktStatus ReadTarget(ktAddress &address, void *buffer, uint64_t size, uint64_t *done) = 0;
+    virtual ktStatus WriteTarget(ktAddress &address, const void *buffer, uint64_t size, uint64_t *done) = 0;
     virtual ktStatus WalkPage(const ktAddress &address, ktPageWalkResult *result) = 0;
     virtual ktStatus ToPhysical(const ktAddress &address, uint64_t *physical) = 0;
     /// Searches from `start` up to `*end` for `pattern`, at multiples of `step`.
     virtual ktStatus SearchMemory(const ktAddress &start, const uint64_t *end, const void *pattern,
                                   uint32_t patternSize, uint32_t step, ktAddress *hit) = 0;
+    virtual ktStatus Reserved3() { return ktNotSupported; }
+    virtual ktStatus Reserved4() { return ktNotSupported; }
+    virtual ktStatus Reserved5() { return ktNotSupported; }
+    virtual ktStatus Reserved6() { return ktNotSupported; }
     virtual ktStatus ComputeSha1(const ktAddress &address, uint8_t (&digest)[20], uint64_t size,
                                  uint64_t *done) = 0;
     virtual ktStatus SetLogSink(ktLines *sink) = 0;
     virtual uint32_t GetEngineType() = 0;
+    /// The code breakpoints that the engine keeps, as long as it lives; null when it keeps none.
+    virtual ktCodeBreakPoints *CodeBreakPoints() { return nullptr; }
 };

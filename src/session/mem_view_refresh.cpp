@@ -61,9 +61,7 @@ bool ktSession::RefreshMemView(ktMemViewRequest &request) {
         });
     }
     if (!filled && engine) {
-        const ktSnapshot *published = publishedSnapshot;
-        if (HasPageTables(address) && address.root == 0 && published)
-            address.root = published->PageTableRoot();
+        if (HasPageTables(address) && address.root == 0) address.root = ktPageTableRoot(stopRoot);
         filled = FillRequest(request, address, [&](uint64_t skip, uint32_t size, uint64_t &got) {
             ktAddress from = address;
             from.value += skip;

@@ -49,6 +49,14 @@ uint32_t ktPageCache::CurrentStamp() const {
     return generation < ktPinnedGeneration ? uint32_t(generation) : 0;
 }
 
+void ktPageCache::RaiseGeneration() {
+    ++epoch;
+    ++generation;
+    // The stamp of pinned pages is never a generation. Stamps are 32 bits wide, so from here on only
+    // pinned pages count, until the cache is emptied.
+    if (generation == ktPinnedGeneration) ++generation;
+}
+
 bool ktPageCache::IsReadable(const ktCachedPage &page) const {
     return page.state == ktCachedPage::statePresent && IsCurrent(page);
 }
@@ -163,6 +171,7 @@ void ktPageCache::RemovePages(uint64_t first, uint64_t last) {
 void ktPageCache::Clear() {
     for (auto &entry : pages) source.Free(entry.second.data);
     pages.clear();
+    ++epoch;
     generation = 0;
     growOnMiss = false;
 }

@@ -39,6 +39,11 @@ public:
     /// The stamp of a page filled now. A generation past 32 bits has none: then it is a stamp that never
     /// matches, so that such a page counts only when it is pinned.
     uint32_t CurrentStamp() const;
+    /// Makes every page stale that is not pinned.
+    void RaiseGeneration();
+    /// Changes with each RaiseGeneration and Clear. Bytes that were read from the target in an earlier epoch
+    /// may be older than what the cache has to show now: no page is to be filled with them.
+    uint64_t Epoch() const { return epoch; }
     /// The first page of `first` to `last`, both included, that ReadPages would stop at; `last` + 1 when
     /// it could copy them all.
     uint64_t FirstUnreadable(uint64_t first, uint64_t last) const;
@@ -74,4 +79,5 @@ private:
 
     ktPageSource &source;
     Pages pages;
+    uint64_t epoch = 0;
 };

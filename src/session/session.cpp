@@ -6,9 +6,12 @@
 #include "commands/cmd_set.h"
 #include "disasm/disasm.h"
 #include "platform/host.h"
+#include "session/break_point_manager.h"
 #include "session/dbg_eng.h"
 #include "session/private_space_reader.h"
+#include "session/sb_break_point_manager.h"
 #include "session/sb_data_reader.h"
+#include "session/static_break_point_manager.h"
 #include "session/static_dbg_eng.h"
 #include "symbols/space.h"
 #include "symbols/space_list.h"
@@ -78,9 +81,20 @@ bool ktSession::CreateMembers() {
     heldSnapshot = &snapshots[3];
     cpuIdentity.reset(new (std::nothrow) ktCpuIdentity);
     if (!cpuIdentity) return false;
+    if (!CreateBreakPoints()) return false;
     cpuIdentity->engine = engine.get();
     if (gui) gui->SetSession(this, disasm.get());
     return true;
+}
+
+bool ktSession::CreateBreakPoints() {
+    if (engine->GetEngineType() == ktEngineSable) {
+        breakPoints.reset(new (std::nothrow) ktSbBreakPointManager);
+    } else {
+        breakPoints.reset(new (std::nothrow) ktStaticBreakPointManager);
+    }
+    if (breakPoints && !breakPoints->Initialize(engine.get())) breakPoints.reset();
+    return breakPoints != nullptr;
 }
 
 bool ktSession::CreateCommands() {
@@ -106,10 +120,10 @@ bool ktSession::CreateCommands() {
 bool ktSession::ShowCommands() { return !cmdProcessor || cmdProcessor->RegisterSet(sessionCmdSet.get()); }
 
 void ktSession::Disconnect() {
-    EndQueuedCommands(); // `connect` may be among them: it opens the road for events when it is done
-    SetEvents(Events::dropped);
-    EndQueuedCommands(); // what the last event queued
+    SetEnding(true);
+    EndQueuedCommands(); // `connect` may be among them, and the connection that it makes goes as well
     TearDown();
+    SetEnding(false);
 }
 
 void ktSession::EndQueuedCommands() {
@@ -122,12 +136,14 @@ void ktSession::TearDown() {
     if (cmdProcessor) cmdProcessor->symbolStore = nullptr;
     spaces.reset();
     cpuIdentity.reset();
+    breakPoints.reset();
     disasm.reset();
     engine.reset();
     writeSnapshot = nullptr;
     spareSnapshot = nullptr;
     publishedSnapshot = nullptr;
     heldSnapshot = nullptr;
+    stopRoot = 0;
     for (ktSnapshot &snapshot : snapshots) {
         ktLockGuard guard(snapshot.lock); // a frame may still be drawing from it
         snapshot.Reset();
@@ -170,14 +186,24 @@ bool ktSession::SelectSpace(const ktSnapshot *snapshot) {
 
 void ktSession::OnEngineEvent(void *session, uint32_t) {
     auto &self = *static_cast<ktSession *>(session);
+    ++self.eventCount; // before anything can be known of the event
     ktLockGuard guard(self.eventLock);
     if (self.events == Events::typed && self.cmdProcessor) self.cmdProcessor->RunLine("update");
     if (self.events == Events::held) self.eventHeld = true;
 }
 
+/// Without effect on a session that is ending.
 void ktSession::SetEvents(Events newEvents) {
     ktLockGuard guard(eventLock);
-    events = newEvents;
+    events = ending ? Events::dropped : newEvents;
     if (events == Events::typed && eventHeld && cmdProcessor) cmdProcessor->RunLine("update");
     if (events != Events::held) eventHeld = false;
+}
+
+/// The end starts with no event on its way, and leaves none held.
+void ktSession::SetEnding(bool newEnding) {
+    ktLockGuard guard(eventLock);
+    ending = newEnding;
+    events = Events::dropped;
+    eventHeld = false;
 }

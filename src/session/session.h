@@ -59,8 +59,11 @@ public:
     /// One attempt. True when connected, also when that was so before. `address` may be null.
     bool Connect(uint32_t newEngineType, uint32_t newTransport, const char *address);
     /// Undoes any connection, whole or partial; safe to call again. A queued command that still runs is
-    /// cancelled and waited for, so this is not for the processor's own worker.
+    /// cancelled and waited for, so this is not for the processor's own worker. Events are dropped from its
+    /// beginning on: each would queue one command more to wait for.
     void Disconnect();
+    /// True while Disconnect is at work. Any thread.
+    bool IsEnding() const { return ending; }
     /// Takes the target's state into a new published snapshot. Never waits for a reader. True when the
     /// state was taken or the target runs; on failure the published snapshot stays.
     bool Update(uint32_t flags);
@@ -73,6 +76,8 @@ public:
     /// Engine events, on the engine's thread: types "update". The code is not looked at. What comes while
     /// a connection is being made is typed once when it stands; what comes without one is dropped.
     static void OnEngineEvent(void *session, uint32_t event);
+    /// Events that have come. Any thread.
+    uint64_t EventCount() const { return eventCount; }
 
     bool connected = false;
     bool useSpaceCache = true; ///< chooses how code bytes are read
@@ -85,6 +90,9 @@ public:
     std::atomic<ktSnapshot *> spareSnapshot{nullptr};
     std::atomic<ktSnapshot *> publishedSnapshot{nullptr}; ///< newest complete state
     std::atomic<ktSnapshot *> heldSnapshot{nullptr};      ///< locked by the render thread at this moment
+    /// cr3 of the published snapshot; while the target runs, of the stop before. It is here for commands,
+    /// which must not wait for the snapshot's lock.
+    std::atomic<uint64_t> stopRoot{0};
     std::unique_ptr<ktCmdSet> sessionCmdSet;
     ktCmdSet *previousCmdSet = nullptr; ///< restored by Disconnect
     ktCmdProcessor *cmdProcessor = nullptr;
@@ -95,7 +103,7 @@ public:
     std::unique_ptr<ktDisasm> disasm;
     ktCriticalSection disasmLock; ///< held by whoever uses `disasm`, from setting it up to its last result
     ktSymbolLocator *symbolStore = nullptr;
-    ktBreakPointManager *breakPoints = nullptr;
+    std::unique_ptr<ktBreakPointManager> breakPoints;
     std::unique_ptr<ktCpuIdentity> cpuIdentity;
     ktPciAccess *pci = nullptr;
     ktGfxCapture *gfx = nullptr;
@@ -108,14 +116,16 @@ private:
 
     std::unique_ptr<ktDbgEng> CreateEngine(uint32_t type, uint32_t transport, const char *address);
     bool CreateMembers();
+    bool CreateBreakPoints();
     bool CreateCommands();
     bool ShowCommands();
     void EndQueuedCommands();
     void TearDown();
     void SetEvents(Events newEvents);
+    void SetEnding(bool newEnding);
 
-    ktSnapshot *TakeWriteSnapshot();
-    void PublishSnapshot(ktSnapshot *snapshot);
+    ktSnapshot *TakeWriteSnapshot(uint64_t &runsSeen);
+    void PublishSnapshot(ktSnapshot *snapshot, uint64_t runsBefore, bool letRun);
     bool TakeTargetState(ktSnapshot &snapshot, uint32_t flags);
     bool ReadCode(ktSnapshot &snapshot, bool force);
     bool ReadStack(ktSnapshot &snapshot);
@@ -125,11 +135,14 @@ private:
     ktHost &host;
     ktSessionFactories factories;
     ktSnapshot snapshots[4];
-    /// Over the roles of the snapshots. Held for a few instructions, by writers only.
+    /// Over the roles of the snapshots and `runs`. Held for a few instructions, by writers only.
     ktCriticalSection rotationLock;
+    uint64_t runs = 0; ///< updates that were told that the target runs
+    std::atomic<uint64_t> eventCount{0};
     ktCriticalSection selectLock;  ///< one SelectSpace at a time
     ktCriticalSection refreshLock; ///< one round at a time: it fills the requests' buffers
-    ktCriticalSection eventLock;   ///< over the two below
+    ktCriticalSection eventLock;   ///< over the three below; `ending` is read without it, too
     Events events = Events::dropped;
     bool eventHeld = false;
+    std::atomic<bool> ending{false};
 };

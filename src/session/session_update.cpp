@@ -9,21 +9,9 @@
 #include <algorithm>
 #include <utility>
 
-namespace {
-
-/// Makes every page stale that is not pinned.
-void RaiseGeneration(ktPageCache &pages) {
-    ktExclusiveGuard guard(pages.lock);
-    ++pages.generation;
-    // The stamp of pinned pages is never a generation. Stamps are 32 bits wide, so from here on only
-    // pinned pages count, until the cache is emptied.
-    if (pages.generation == ktPinnedGeneration) ++pages.generation;
-}
-
-} // namespace
-
 bool ktSession::Update(uint32_t flags) {
-    ktSnapshot *snapshot = TakeWriteSnapshot();
+    uint64_t runsBefore = 0;
+    ktSnapshot *snapshot = TakeWriteSnapshot(runsBefore);
     if (!snapshot) return false;
     if (engineType == ktEngineStatic) {
         snapshot->Reset();
@@ -31,7 +19,7 @@ bool ktSession::Update(uint32_t flags) {
         return SelectSpace(nullptr);
     }
     if (TakeTargetState(*snapshot, flags)) {
-        PublishSnapshot(snapshot);
+        PublishSnapshot(snapshot, runsBefore, (flags & ktUpdateAssumeRunning) != 0);
         return true;
     }
     snapshot->Reset();
@@ -40,10 +28,11 @@ bool ktSession::Update(uint32_t flags) {
 }
 
 /// The write snapshot with its lock entered, or the spare one while a reader holds it. Null without a
-/// connection.
-ktSnapshot *ktSession::TakeWriteSnapshot() {
+/// connection. `runsSeen` is for PublishSnapshot.
+ktSnapshot *ktSession::TakeWriteSnapshot(uint64_t &runsSeen) {
     for (;;) {
         ktLockGuard guard(rotationLock);
+        runsSeen = runs;
         ktSnapshot *snapshot = writeSnapshot;
         if (!snapshot || snapshot->lock.TryEnter()) return snapshot;
         writeSnapshot = spareSnapshot.load();
@@ -51,10 +40,16 @@ ktSnapshot *ktSession::TakeWriteSnapshot() {
     }
 }
 
-/// Leaves the snapshot's lock and gives it the published role; the old published one takes its role.
-void ktSession::PublishSnapshot(ktSnapshot *snapshot) {
+/// Leaves the snapshot's lock and gives it the published role; the old published one takes its role. What
+/// was taken from a stop that has ended meanwhile is not shown any more: it would hide that the target runs.
+void ktSession::PublishSnapshot(ktSnapshot *snapshot, uint64_t runsBefore, bool letRun) {
     ktLockGuard guard(rotationLock);
+    const bool isPublished = letRun || runs == runsBefore;
+    if (letRun) ++runs;
+    const bool hasRoot = (snapshot->context.validMask >> ktRegCr3 & 1) != 0;
+    if (isPublished && hasRoot) stopRoot = snapshot->context.values[ktRegCr3];
     snapshot->lock.Leave();
+    if (!isPublished) return;
     ktSnapshot *old = publishedSnapshot.exchange(snapshot);
     // It is the spare one when another command thread's update turned the roles meanwhile.
     if (writeSnapshot == snapshot)
@@ -121,7 +116,10 @@ bool ktSession::ReadStack(ktSnapshot &snapshot) {
 void ktSession::RefreshForNewStop() {
     ktSpace *space = spaces->Current();
     if (!space->TargetReader()) return;
-    RaiseGeneration(space->Pages());
+    {
+        ktExclusiveGuard guard(space->Pages().lock);
+        space->Pages().RaiseGeneration();
+    }
     for (ktMemViewRequest *request : memViewRequests) ++request->pending;
     RefreshMemViews();
 }

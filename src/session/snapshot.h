@@ -12,6 +12,9 @@ class ktSpace;
 constexpr uint64_t ktSnapshotCodeSize = 1024;
 constexpr uint64_t ktSnapshotStackSize = 128;
 
+/// The page-table root as addresses carry it: cr3 without its flag and reserved bits.
+constexpr uint64_t ktPageTableRoot(uint64_t cr3) { return cr3 & 0x00FFFFFFFFFFF000; }
+
 /// State of the stopped target as views and commands see it. Created once; its lock lives as long.
 struct ktSnapshot {
     ktAddress codeAddress; ///< address of code[0], kind virtual
@@ -28,8 +31,7 @@ struct ktSnapshot {
     uint64_t currentCore = 0;
     ktContext context;
 
-    /// The page-table root as addresses carry it: cr3 without its flag and reserved bits.
-    uint64_t PageTableRoot() const { return context.values[ktRegCr3] & 0x00FFFFFFFFFFF000; }
+    uint64_t PageTableRoot() const { return ktPageTableRoot(context.values[ktRegCr3]); }
     /// Clears cores, space, sizes and register validity, and leaves everything else alone.
     void Reset();
 };

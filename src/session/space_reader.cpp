@@ -5,6 +5,17 @@
 
 #include "session/page_cache.h"
 
+namespace {
+
+constexpr uint32_t fetchAttempts = 3;
+
+uint64_t EpochOf(const ktPageCache &cache) {
+    const ktSharedGuard guard(cache.lock);
+    return cache.Epoch();
+}
+
+} // namespace
+
 bool ktSpaceReader::Seek(uint64_t newPosition) {
     if (newPosition > end) return false;
     position = newPosition;
@@ -81,11 +92,16 @@ bool ktSpaceReader::Fetch(uint64_t page) {
         return false;
     }
     const uint64_t start = page * ktPageSize;
-    if (!source->Seek(start) || !source->ReadExact(bounce.data(), ktPageSize)) return false;
+    for (uint32_t attempt = 0; attempt < fetchAttempts; ++attempt) {
+        const uint64_t epoch = EpochOf(*cache);
+        if (!source->Seek(start) || !source->ReadExact(bounce.data(), ktPageSize)) return false;
 
-    const ktExclusiveGuard guard(cache->lock);
-    uint64_t written = 0;
-    return cache->ReservePages(start, ktPageSize) &&
-           cache->WritePages(start, bounce.data(), ktPageSize, &written, cache->CurrentStamp()) &&
-           written == ktPageSize;
+        const ktExclusiveGuard guard(cache->lock);
+        if (cache->Epoch() != epoch) continue; // what came may be from before an edit, or of an earlier stop
+        uint64_t written = 0;
+        return cache->ReservePages(start, ktPageSize) &&
+               cache->WritePages(start, bounce.data(), ktPageSize, &written, cache->CurrentStamp()) &&
+               written == ktPageSize;
+    }
+    return false;
 }

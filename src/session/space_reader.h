@@ -30,7 +30,8 @@ public:
 private:
     /// Makes every page of the range readable, fetching what is not; false when one cannot be.
     bool Fill(uint64_t address, uint32_t size);
-    /// Reads one page from the source, with no lock held, and puts it into the cache.
+    /// Reads one page from the source, with no lock held, and puts it into the cache. A page that was read
+    /// while the cache was emptied or its generation raised is read again, a few times, and then not kept.
     bool Fetch(uint64_t page);
 
     DataReader *source;

@@ -31,11 +31,9 @@ ktStatus ktStaticDbgEng::CpuId(uint32_t leaf, uint32_t subleaf, uint32_t out[4])
     return 0;
 }
 
-ktStatus ktStaticDbgEng::ReadTarget(const ktAddress &, void *, uint64_t, uint64_t *) {
-    return ktNotSupported;
-}
+ktStatus ktStaticDbgEng::ReadTarget(ktAddress &, void *, uint64_t, uint64_t *) { return ktNotSupported; }
 
-ktStatus ktStaticDbgEng::WriteTarget(const ktAddress &, const void *, uint64_t, uint64_t *) {
+ktStatus ktStaticDbgEng::WriteTarget(ktAddress &, const void *, uint64_t, uint64_t *) {
     return ktNotSupported;
 }
 

@@ -25,9 +25,8 @@ public:
     ktStatus SetContext(const ktContext *context) override;
     /// Executes CPUID on the host; zeros where it has none. Always 0.
     ktStatus CpuId(uint32_t leaf, uint32_t subleaf, uint32_t out[4]) override;
-    ktStatus ReadTarget(const ktAddress &address, void *buffer, uint64_t size, uint64_t *done) override;
-    ktStatus WriteTarget(const ktAddress &address, const void *buffer, uint64_t size,
-                         uint64_t *done) override;
+    ktStatus ReadTarget(ktAddress &address, void *buffer, uint64_t size, uint64_t *done) override;
+    ktStatus WriteTarget(ktAddress &address, const void *buffer, uint64_t size, uint64_t *done) override;
     ktStatus WalkPage(const ktAddress &address, ktPageWalkResult *result) override;
     ktStatus ToPhysical(const ktAddress &address, uint64_t *physical) override;
     ktStatus SearchMemory(const ktAddress &start, const uint64_t *end, const void *pattern,

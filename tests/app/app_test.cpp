@@ -8,9 +8,13 @@
 #include "commands/cmd_processor.h"
 #include "commands/startup_cmd_set.h"
 #include "disasm/disasm.h"
+#include "platform/dynamic_library.h"
 #include "platform/thread.h"
 #include "session/dbg_eng.h"
+#include "session/engine_library.h"
 #include "session/session.h"
+#include "support/engine_fixture.h"
+#include "support/engine_noise.h"
 #include "support/fake_gui.h"
 #include "support/fake_host.h"
 #include "symbols/space_list.h"
@@ -44,6 +48,24 @@ uint64_t RunToEnd(ktApp &app, const char *line) {
     return status == ktCmdQueued ? app.processor->LastQueuedStatus() : status;
 }
 
+std::unique_ptr<ktDynamicLibrary> LoadNothing() { return nullptr; }
+
+std::unique_ptr<ktDynamicLibrary> LoadIncompleteEngine() {
+    return LoadDynamicLibrary(DynamicLibraryName("test_engine_without_last").c_str());
+}
+
+/// What stands for the engine library while this lives.
+class EngineLoader {
+public:
+    explicit EngineLoader(ktEngineLibrary::Loader loader) { ktEngineLibrary::SetLoader(loader); }
+    ~EngineLoader() {
+        ktEngineLibrary::Release();
+        ktEngineLibrary::SetLoader(nullptr);
+    }
+    EngineLoader(const EngineLoader &) = delete;
+    EngineLoader &operator=(const EngineLoader &) = delete;
+};
+
 class StartedApp : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -51,6 +73,7 @@ protected:
         ASSERT_TRUE(app.Start());
     }
 
+    EngineLoader engines{LoadNothing};
     ktFakeHost host;
     ktApp app{host};
 };
@@ -101,6 +124,62 @@ TEST_F(StartedApp, WithoutAnEngineLibraryOnlyTheStaticEngineIsThere) {
     ASSERT_TRUE(word);
     EXPECT_EQ(word.TerminalCount(), 1u);
     EXPECT_STREQ(reinterpret_cast<const char *>(word.Value()), "static");
+    EXPECT_FALSE(app.processor->engineNames.Find("sable"));
+}
+
+TEST(AppEngines, WithAnEngineLibraryBothEnginesAreThere) {
+    const ktTestEngineLibrary library;
+    library->Map(0, 0x10000);
+    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    ktFakeHost host;
+    ktApp app(host);
+    ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
+    ASSERT_TRUE(app.Start());
+    EXPECT_EQ(LogTexts(app), (std::vector<std::string>{"Sable engine loaded", "Static engine loaded"}));
+    for (const char *name : {"sable", "static"}) {
+        const ktNameTrieNode word = app.processor->engineNames.Find(name);
+        ASSERT_TRUE(word) << name;
+        EXPECT_EQ(word.TerminalCount(), 1u) << name;
+        EXPECT_STREQ(reinterpret_cast<const char *>(word.Value()), name);
+    }
+    EXPECT_EQ(app.engineLibrary, ktEngineLibrary::Get());
+    EXPECT_EQ(RunToEnd(app, "connect sable local"), ktCmdOk);
+    EXPECT_EQ(app.session->engine->GetEngineType(), uint32_t{ktEngineSable});
+    app.Shutdown();
+    EXPECT_EQ(app.engineLibrary, nullptr);
+    ktEngineLibrary::SetLoader(LoadNothing);
+    EXPECT_EQ(ktEngineLibrary::Get(), nullptr) << "the library went with the application";
+}
+
+TEST(AppEngines, ALibraryThatOnlyAConnectionBoundStaysWhenTheApplicationGoes) {
+    const ktTestEngineLibrary library;
+    library->Map(0, 0x10000);
+    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    ktEngineLibrary::SetLoader(LoadNothing);
+    ktFakeHost host;
+    ktApp app(host);
+    ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
+    ASSERT_TRUE(app.Start());
+    EXPECT_EQ(app.engineLibrary, nullptr);
+    ktEngineLibrary::SetLoader([] { return LoadDynamicLibrary(DynamicLibraryName("test_engine").c_str()); });
+    EXPECT_EQ(RunToEnd(app, "connect sable local"), ktCmdOk);
+    EXPECT_EQ(app.engineLibrary, nullptr) << "the application took what was there at its start";
+    const ktEngineLibrary *bound = ktEngineLibrary::Get();
+    ASSERT_NE(bound, nullptr);
+    app.Shutdown();
+    EXPECT_EQ(library->LiveHandles(), 0u);
+    ktEngineLibrary::SetLoader(LoadNothing);
+    EXPECT_EQ(ktEngineLibrary::Get(), bound) << "what it does not hold it does not free";
+}
+
+TEST(AppEngines, AnEngineLibraryThatLacksAFunctionIsNone) {
+    const EngineLoader engines(LoadIncompleteEngine);
+    ktFakeHost host;
+    ktApp app(host);
+    ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
+    ASSERT_TRUE(app.Start());
+    EXPECT_EQ(app.engineLibrary, nullptr);
+    EXPECT_EQ(LogTexts(app), std::vector<std::string>{"Static engine loaded"});
     EXPECT_FALSE(app.processor->engineNames.Find("sable"));
 }
 
@@ -187,6 +266,20 @@ TEST(AppShutdown, EndsACommandThatHasNotEvenBegun) {
         app.Shutdown();
         EXPECT_EQ(app.processor, nullptr);
     }
+}
+
+TEST(AppShutdown, EndsUnderEventsThatNeverStop) {
+    const ktTestEngineLibrary library;
+    library->Map(0, 0x10000);
+    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    ktFakeHost host;
+    ktApp app(host);
+    ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
+    ASSERT_TRUE(app.Start());
+    ASSERT_EQ(RunToEnd(app, "connect sable local"), ktCmdOk);
+    EXPECT_TRUE(EndsUnderNoise(*library, [&] { app.Shutdown(); }));
+    EXPECT_EQ(app.session, nullptr);
+    EXPECT_EQ(library->LiveHandles(), 0u);
 }
 
 TEST(AppStart, WithoutWorkersFailsWithALogAndCanBeShutDown) {

@@ -33,9 +33,12 @@ TEST(SessionCmdSet, HoldsItsCommands) {
     ktSessionCmdSet set;
     Names names = NamesOf(set);
     std::sort(names.begin(), names.end());
-    const Names expected = {"break", "cls",  "cm",  "disconnect", "dt", "ecu",     "efn", "em",      "eval",
-                            "g",     "help", "lmf", "mod.detect", "q",  "restart", "sl",  "srcpath", "sw",
-                            "t",     "tua",  "tui", "u",          "um", "update",  "xa",  "xl"};
+    const Names expected = {"bc",  "bcls", "bl",         "bp",    "break",      "cls",    "cm",      "cpuid",
+                            "db",  "dd",   "disconnect", "dq",    "dt",         "dw",     "eb",      "ecu",
+                            "ed",  "efn",  "em",         "eq",    "eval",       "ew",     "g",       "help",
+                            "inb", "ind",  "inw",        "lmf",   "mod.detect", "outb",   "outd",    "outw",
+                            "pte", "q",    "r",          "rdmsr", "restart",    "sl",     "srcpath", "sw",
+                            "t",   "tua",  "tui",        "u",     "um",         "update", "xa",      "xl"};
     EXPECT_EQ(names, expected);
     EXPECT_EQ(set.GetCommand(names.size()), nullptr);
     EXPECT_EQ(set.GetCommand(~uint64_t{0}), nullptr);
@@ -80,7 +83,7 @@ TEST(CmdSets, HelpInASessionListsEverySessionCommandAndNoConnect) {
     EXPECT_EQ(rig.Run("help"), 0u);
     ktSessionCmdSet set;
     ASSERT_EQ(rig.output.lines.size(), NamesOf(set).size());
-    EXPECT_EQ(rig.output.lines.front(), "break - break into target");
+    EXPECT_EQ(rig.output.lines.front(), "bc - breakpoint clear");
     EXPECT_TRUE(std::is_sorted(rig.output.lines.begin(), rig.output.lines.end()));
     EXPECT_EQ(rig.Run("connect static local"), 3u);
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <thread>
 
 namespace {
 
@@ -123,6 +124,21 @@ TEST(Go, ThePublishedStateShowsRunning) {
     EXPECT_TRUE(rig.Published()->stop.running);
     EXPECT_EQ(rig.Published()->context.validMask, 0u);
     EXPECT_FALSE(rig.Published()->context.complete);
+}
+
+TEST(Go, AStopThatComesBeforeTheUpdateIsNotHidden) {
+    ktSessionRig rig;
+    ASSERT_TRUE(rig.ConnectQuietly());
+    rig.target.Hold("Go");
+    rig.target.Fail("Go", 0, 1); // the target stops again at once
+    ktGCmd go;
+    std::thread running([&] { EXPECT_EQ(ExecuteIn(&rig.session, go), 0u); });
+    rig.target.WaitUntilHeld("Go");
+    rig.target.RaiseEvent(2);
+    rig.target.Free("Go");
+    running.join();
+    EXPECT_FALSE(rig.Published()->stop.running);
+    EXPECT_TRUE(rig.Published()->context.complete);
 }
 
 TEST(Break, ThePublishedStateShowsTheStop) {

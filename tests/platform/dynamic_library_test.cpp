@@ -48,10 +48,33 @@ TEST(DynamicLibrary, AMissingSymbolIsNull) {
     EXPECT_EQ(library->Find(nullptr), nullptr);
 }
 
+TEST(DynamicLibrary, ASymbolOfALibraryThatThisOneNeedsIsNull) {
+    const auto library = LoadDynamicLibrary("libm.so.6");
+    ASSERT_NE(library, nullptr);
+    void *handle = dlopen("libm.so.6", RTLD_NOW);
+    ASSERT_NE(handle, nullptr);
+    for (const char *symbol : {"malloc", "qsort", "environ"}) {
+        EXPECT_NE(dlsym(handle, symbol), nullptr) << symbol << ": the system finds it";
+        EXPECT_EQ(library->Find(symbol), nullptr) << symbol;
+    }
+    dlclose(handle);
+}
+
+TEST(DynamicLibrary, ASymbolThatIsChosenAtRunTimeIsFound) {
+    const auto library = LoadDynamicLibrary("libm.so.6"); // has one form of these for each kind of processor
+    ASSERT_NE(library, nullptr);
+    for (const char *symbol : {"sin", "exp", "floor", "fma"})
+        EXPECT_NE(library->Find(symbol), nullptr) << symbol;
+}
+
 TEST(DynamicLibrary, OnlyABareNameOfALibraryLoads) {
     EXPECT_EQ(LoadDynamicLibrary("libsable_does_not_exist.so"), nullptr);
     EXPECT_EQ(LoadDynamicLibrary(""), nullptr);
     EXPECT_EQ(LoadDynamicLibrary(nullptr), nullptr);
     ASSERT_FALSE(MathLibrary().empty());
     EXPECT_EQ(LoadDynamicLibrary(MathLibrary().c_str()), nullptr);
+}
+
+TEST(DynamicLibrary, FileNamesAreMadeAsTheSystemDoes) {
+    EXPECT_EQ(DynamicLibraryName("SableEng"), "libSableEng.so");
 }

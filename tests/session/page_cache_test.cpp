@@ -239,6 +239,42 @@ TEST_F(PageCache, GenerationPast32BitsMatchesNoStamp) {
     EXPECT_TRUE(cache.ReadPages(0x1000, buffer.data(), 1, nullptr));
 }
 
+TEST_F(PageCache, ARaisedGenerationLeavesThePinnedPagesAlone) {
+    Fill(0x1000, 2 * ktPageSize);
+    cache.FindPage(2)->generation = ktPinnedGeneration;
+    cache.RaiseGeneration();
+    EXPECT_EQ(cache.generation, 1u);
+    EXPECT_FALSE(cache.ReadPages(0x1000, buffer.data(), 1, nullptr));
+    EXPECT_TRUE(cache.ReadPages(0x2000, buffer.data(), 1, nullptr));
+    EXPECT_EQ(cache.PageCount(), 2u);
+}
+
+TEST_F(PageCache, ARaisedGenerationIsNeverThePinnedStamp) {
+    cache.generation = ktPinnedGeneration - 2;
+    cache.RaiseGeneration();
+    EXPECT_EQ(cache.generation, 0xFFFFFFFEu);
+    cache.RaiseGeneration();
+    EXPECT_EQ(cache.generation, 0x100000000u);
+    cache.RaiseGeneration();
+    EXPECT_EQ(cache.generation, 0x100000001u);
+}
+
+TEST_F(PageCache, TheEpochChangesWithARaisedGenerationAndAnEmptyingAndNeverComesBack) {
+    const uint64_t first = cache.Epoch();
+    Fill(0x1000, 2 * ktPageSize);
+    cache.StampPages(1, 1, 9);
+    cache.RemovePages(2, 2);
+    EXPECT_EQ(cache.Epoch(), first);
+    cache.RaiseGeneration();
+    const uint64_t second = cache.Epoch();
+    cache.Clear();
+    const uint64_t third = cache.Epoch();
+    cache.Clear(); // of an empty cache, too
+    EXPECT_GT(second, first);
+    EXPECT_GT(third, second);
+    EXPECT_GT(cache.Epoch(), third);
+}
+
 TEST_F(PageCache, RangePastTheTopStopsThere) {
     const uint64_t start = UINT64_MAX - 0x17FF; // the last page and a half
     EXPECT_TRUE(cache.ReservePages(start, 0x10000));

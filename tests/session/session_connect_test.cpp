@@ -1,5 +1,6 @@
 #include "session/session.h"
 
+#include "platform/thread.h"
 #include "support/session_rig.h"
 #include "support/symbol_builder.h"
 
@@ -515,6 +516,57 @@ TEST(SessionEvents, OfAnAttemptThatFailedAreForgotten) {
     ASSERT_TRUE(rig.Connect());
     EXPECT_TRUE(rig.processor.History().empty());
     EXPECT_EQ(ktRigCmdSet::latest->update.runs, 0u);
+}
+
+TEST(SessionEvents, AreDroppedFromTheBeginningOfTheEndOn) {
+    ktSessionRig rig;
+    ASSERT_TRUE(rig.Connect());
+    EXPECT_FALSE(rig.session.IsEnding());
+    ktEvent cancelled;
+    ktScriptedCmd &wait = ktRigCmdSet::latest->wait;
+    wait.body = [&](ktCmdArg *, uint32_t) {
+        cancelled.Wait();
+        EXPECT_TRUE(rig.session.IsEnding());
+        rig.target.RaiseEvent(1);
+        return uint32_t{ktCmdCancelled};
+    };
+    wait.onCancel = [&] {
+        cancelled.Set();
+        return false;
+    };
+    ASSERT_EQ(rig.processor.RunLine("wait"), uint32_t{ktCmdQueued});
+    rig.session.Disconnect();
+    EXPECT_FALSE(rig.session.IsEnding());
+    EXPECT_EQ(rig.processor.History().size(), 1u) << "no line but the one typed";
+    ASSERT_TRUE(rig.Connect());
+    EXPECT_EQ(ktRigCmdSet::latest->update.runs, 0u) << "none was kept";
+    rig.target.RaiseEvent(1);
+    rig.processor.Worker().WaitUntilIdle();
+    EXPECT_EQ(ktRigCmdSet::latest->update.runs, 1u) << "a new connection has its own";
+}
+
+TEST(SessionEvents, AreDroppedAlsoWhenAConnectionComesToStandDuringTheEnd) {
+    ktSessionRig rig;
+    rig.target.Hold("CpuId"); // behind the update
+    ktTask connectTask;
+    connectTask.argCount = 1;
+    connectTask.args[0] = reinterpret_cast<uint64_t>(&rig);
+    connectTask.entry = [](ktTask *task) -> uint64_t {
+        auto &its = *reinterpret_cast<ktSessionRig *>(task->args[0]);
+        EXPECT_TRUE(its.Connect());
+        its.target.RaiseEvent(2);
+        return 0;
+    };
+    ASSERT_TRUE(rig.processor.Worker().Submit(&connectTask, nullptr)); // as the command `connect` would run
+    rig.target.WaitUntilHeld("CpuId");
+    rig.target.RaiseEvent(1); // held until the connection stands
+    std::thread ending([&] { rig.session.Disconnect(); });
+    while (!rig.session.IsEnding()) YieldThread();
+    rig.target.Free("CpuId");
+    ending.join();
+    ExpectNoConnection(rig);
+    EXPECT_TRUE(rig.processor.History().empty());
+    EXPECT_EQ(ktRigCmdSet::alive, 0);
 }
 
 TEST(SessionEvents, TheSessionsCommandsAreUnknownUntilTheConnectionStands) {

@@ -150,6 +150,19 @@ TEST_F(SnapshotRotation, ASecondUpdateMeanwhileTakesTheSpareRecordAndBothArePubl
     EXPECT_EQ(Roles(), (std::set<const ktSnapshot *>{first, second, old}));
 }
 
+TEST_F(SnapshotRotation, WhatWasTakenFromAStopThatHasEndedIsNotPublished) {
+    rig.target.Hold("GetCpuInfo");
+    std::thread updating([&] { EXPECT_TRUE(rig.session.Update(0)); });
+    rig.target.WaitUntilHeld("GetCpuInfo");
+    ASSERT_TRUE(rig.session.Update(ktUpdateAssumeRunning));
+    rig.target.Free("GetCpuInfo");
+    updating.join();
+    EXPECT_TRUE(rig.Published()->stop.running);
+    EXPECT_EQ(Roles().size(), 3u);
+    ASSERT_TRUE(rig.session.Update(0));
+    EXPECT_FALSE(rig.Published()->stop.running);
+}
+
 TEST_F(SnapshotRotation, AFailedUpdateMeanwhileLeavesTheRolesWhole) {
     rig.target.Hold("GetCpuInfo");
     std::thread updating([&] { EXPECT_TRUE(rig.session.Update(0)); });

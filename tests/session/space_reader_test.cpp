@@ -1,8 +1,10 @@
 #include "session/space_reader.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <future>
 #include <random>
 #include <thread>
@@ -21,6 +23,17 @@ using Calls = std::vector<ktScriptedReader::Call>;
 class SpaceReader : public testing::Test {
 protected:
     SpaceReader() : cache(pages), reader(&cache, &source) {}
+
+    /// During each of the next `times` reads of the source the cache is changed; what the source holds
+    /// changes too, for the reads that follow.
+    void ChangeDuringReads(uint32_t times, const std::function<void()> &change) {
+        source.onRead = [this, times, change, count = uint32_t(0)]() mutable {
+            source.version = uint8_t(std::min(count, times));
+            if (count++ >= times) return;
+            const ktExclusiveGuard guard(cache.lock);
+            change();
+        };
+    }
 
     bool HoldsSource(uint64_t address, uint32_t count, uint8_t version = 0) const {
         for (uint32_t i = 0; i < count; ++i) {
@@ -295,6 +308,65 @@ TEST_F(SpaceReader, NoLockIsHeldWhileTheSourceIsRead) {
     EXPECT_EQ(entered, 4u);
 }
 
+TEST_F(SpaceReader, APageReadWhileTheCacheIsEmptiedIsReadAgain) {
+    ChangeDuringReads(1, [this] { cache.Clear(); });
+    reader.Seek(0x1000);
+    EXPECT_TRUE(reader.ReadExact(buffer.data(), 16));
+    EXPECT_TRUE(HoldsSource(0x1000, 16, 1));
+    EXPECT_EQ(source.reads, (Calls{{0x1000, 4096}, {0x1000, 4096}}));
+    EXPECT_EQ(reader.GetPosition(), 0x1010u);
+
+    source.reads.clear();
+    EXPECT_TRUE(reader.ReadExact(buffer.data(), 16));
+    EXPECT_TRUE(HoldsSource(0x1010, 16, 1));
+    EXPECT_EQ(source.reads, Calls());
+}
+
+TEST_F(SpaceReader, APageReadWhileTheGenerationIsRaisedIsReadAgain) {
+    ChangeDuringReads(1, [this] { cache.RaiseGeneration(); });
+    reader.Seek(0x1000);
+    EXPECT_TRUE(reader.ReadExact(buffer.data(), 16));
+    EXPECT_TRUE(HoldsSource(0x1000, 16, 1));
+    EXPECT_EQ(source.reads, (Calls{{0x1000, 4096}, {0x1000, 4096}}));
+    EXPECT_EQ(cache.FindPage(1)->generation, 1u) << "the cache's generation when the page was filled";
+}
+
+TEST_F(SpaceReader, PagesReadBeforeAndAfterAnEmptyingInOneRangeAreBothFresh) {
+    reader.Seek(0x1000);
+    EXPECT_TRUE(reader.ReadExact(buffer.data(), 16));
+    source.reads.clear();
+    ChangeDuringReads(1, [this] { cache.Clear(); });
+    reader.Seek(0x1000);
+    EXPECT_TRUE(reader.Read(buffer.data(), 0x2000, &done));
+    EXPECT_EQ(done, 0x2000u);
+    EXPECT_TRUE(HoldsSource(0x1000, 0x2000, 1));
+    EXPECT_EQ(source.reads, (Calls{{0x2000, 4096}, {0x2000, 4096}, {0x1000, 0x2000}}));
+}
+
+TEST_F(SpaceReader, WhenEachReadOfAPageIsOvertakenTheSourceIsReadDirectlyAndNothingIsKept) {
+    ChangeDuringReads(UINT32_MAX, [this] { cache.Clear(); });
+    reader.Seek(0x1000);
+    EXPECT_TRUE(reader.Read(buffer.data(), 16, &done));
+    EXPECT_EQ(done, 16u);
+    EXPECT_EQ(source.reads, (Calls{{0x1000, 4096}, {0x1000, 4096}, {0x1000, 4096}, {0x1000, 16}}));
+    EXPECT_TRUE(HoldsSource(0x1000, 16, 3)) << "of the last read";
+    EXPECT_EQ(cache.PageCount(), 0u);
+    EXPECT_EQ(reader.GetPosition(), 0x1000u);
+}
+
+TEST_F(SpaceReader, APageOvertakenOnceAndThenUnreadableIsNotKept) {
+    source.onRead = [this] {
+        if (source.reads.size() > 1) return source.AddHole(0x1800, 0x1FFF);
+        const ktExclusiveGuard guard(cache.lock);
+        cache.Clear();
+    };
+    reader.Seek(0x1000);
+    EXPECT_TRUE(reader.Read(buffer.data(), 0x1000, &done));
+    EXPECT_EQ(done, 0x800u);
+    EXPECT_EQ(source.reads, (Calls{{0x1000, 4096}, {0x1000, 4096}, {0x1000, 0x1000}}));
+    EXPECT_EQ(cache.PageCount(), 0u);
+}
+
 TEST_F(SpaceReader, ClonesReadOnManyThreads) {
     constexpr uint32_t threadCount = 4;
     std::atomic<uint32_t> wrong{0};
@@ -317,7 +389,10 @@ TEST_F(SpaceReader, ClonesReadOnManyThreads) {
                 }
                 if (round % 50 == number) {
                     const ktExclusiveGuard guard(shared.lock);
-                    ++shared.generation;
+                    if (round % 100 == number)
+                        shared.RaiseGeneration();
+                    else
+                        shared.Clear();
                 }
             }
         });

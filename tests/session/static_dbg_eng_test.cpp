@@ -56,6 +56,12 @@ TEST_F(StaticDbgEng, SupportsNothingThatNeedsATarget) {
     EXPECT_EQ(bytes[0], 1);
 }
 
+TEST_F(StaticDbgEng, OperationsWithoutAUseAreNotSupported) {
+    for (const ktStatus status : {engine.Reserved1(), engine.Reserved2(), engine.Reserved3(),
+                                  engine.Reserved4(), engine.Reserved5(), engine.Reserved6()})
+        EXPECT_EQ(status, static_cast<int32_t>(0xC000000D));
+}
+
 TEST_F(StaticDbgEng, CpuIdIsTheHosts) {
     host.cpuId[{0x80000008, 3}] = {0x3027, 1, 2, 3};
     uint32_t words[4] = {};

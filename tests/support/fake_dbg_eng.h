@@ -2,6 +2,7 @@
 
 #include "session/context.h"
 #include "session/dbg_eng.h"
+#include "session/page_walk_result.h"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -141,6 +143,33 @@ public:
         shortReads = true;
     }
 
+    /// What reads of that kind, a port or a register, give: from the start each time, 0 behind the end.
+    void SetSource(uint32_t kind, const std::vector<uint8_t> &bytes) {
+        std::lock_guard lock(mutex);
+        sources[kind] = bytes;
+    }
+    /// No read and no write says more than this many bytes done.
+    void LimitTransfers(uint64_t bytes) {
+        std::lock_guard lock(mutex);
+        transferLimit = bytes;
+    }
+    /// The registers that the last GetContext asked for.
+    uint64_t WantedMask() const {
+        std::lock_guard lock(mutex);
+        return wantedMask;
+    }
+    /// The bytes of the last write, of any kind.
+    std::vector<uint8_t> LastWritten() const {
+        std::lock_guard lock(mutex);
+        return written;
+    }
+    /// WalkPage and ToPhysical are not supported before.
+    void SetTranslation(const ktPageWalkResult &newWalk, uint64_t newPhysical) {
+        std::lock_guard lock(mutex);
+        walk = newWalk;
+        physical = newPhysical;
+    }
+
     /// Calls the registered callback on a thread of its own, and waits for it to return.
     void RaiseEvent(uint32_t event) {
         ktEventCallback call;
@@ -225,13 +254,19 @@ private:
     std::map<uint64_t, std::vector<uint8_t>> pages;
     uint64_t segmentBase = 0;
     bool shortReads = false;
+    std::map<uint32_t, std::vector<uint8_t>> sources;
+    uint64_t transferLimit = UINT64_MAX;
+    uint64_t wantedMask = 0;
+    std::vector<uint8_t> written;
+    std::optional<ktPageWalkResult> walk;
+    uint64_t physical = 0;
     ktEventCallback callback = nullptr;
     void *callbackContext = nullptr;
     ktLines *logSink = nullptr;
 };
 
 /// An engine that plays what its ktFakeTarget says. It writes each call down, and its end as "Destroy".
-class ktFakeDbgEng final : public ktDbgEng {
+class ktFakeDbgEng : public ktDbgEng {
 public:
     explicit ktFakeDbgEng(ktFakeTarget &newTarget) : target(newTarget) {}
     ~ktFakeDbgEng() override {
@@ -306,6 +341,7 @@ public:
     ktStatus GetContext(ktContext *context) override {
         std::unique_lock lock(target.mutex);
         ktStatus status = 0;
+        target.wantedMask = context->wantedMask;
         if (target.Enter(lock, "GetContext", status)) return status;
         context->mode = target.mode;
         for (uint32_t i = 0; i < ktRegisterCount; ++i) {
@@ -332,11 +368,19 @@ public:
         std::copy(words.begin(), words.end(), out);
         return 0;
     }
-    ktStatus ReadTarget(const ktAddress &address, void *buffer, uint64_t size, uint64_t *done) override {
+    ktStatus ReadTarget(ktAddress &address, void *buffer, uint64_t size, uint64_t *done) override {
         std::unique_lock lock(target.mutex);
         if (done) *done = 0;
         ktStatus status = 0;
         if (EnterAt(lock, "ReadTarget", address, size, status)) return status;
+        size = std::min(size, target.transferLimit);
+        if (const auto source = target.sources.find(address.kind); source != target.sources.end()) {
+            auto *out = static_cast<uint8_t *>(buffer);
+            for (uint64_t i = 0; i < size; ++i)
+                out[i] = i < source->second.size() ? source->second[i] : uint8_t{0};
+            if (done) *done = size;
+            return 0;
+        }
         if (address.kind == 0 || address.kind > ktAddress::kindPhysical) return ktBadArgument;
         const uint64_t from = target.Linear(address);
         auto *bytes = static_cast<uint8_t *>(buffer);
@@ -350,12 +394,18 @@ public:
         if (done) *done = came;
         return 0;
     }
-    ktStatus WriteTarget(const ktAddress &address, const void *buffer, uint64_t size,
-                         uint64_t *done) override {
+    ktStatus WriteTarget(ktAddress &address, const void *buffer, uint64_t size, uint64_t *done) override {
         std::unique_lock lock(target.mutex);
         if (done) *done = 0;
         ktStatus status = 0;
         if (EnterAt(lock, "WriteTarget", address, size, status)) return status;
+        const auto *bytes = static_cast<const uint8_t *>(buffer);
+        target.written.assign(bytes, bytes + size);
+        size = std::min(size, target.transferLimit);
+        if (address.kind == ktAddress::kindIoPort) {
+            if (done) *done = size;
+            return 0;
+        }
         if (address.kind == 0 || address.kind > ktAddress::kindPhysical) return ktBadArgument;
         if (!target.Put(target.Linear(address), static_cast<const uint8_t *>(buffer), size)) {
             return ktFakeTarget::failure;
@@ -363,11 +413,24 @@ public:
         if (done) *done = size;
         return 0;
     }
-    ktStatus WalkPage(const ktAddress &, ktPageWalkResult *) override {
-        return Plain("WalkPage", ktNotSupported);
+    ktStatus WalkPage(const ktAddress &address, ktPageWalkResult *result) override {
+        std::unique_lock lock(target.mutex);
+        ktStatus status = 0;
+        if (EnterAt(lock, "WalkPage", address, 0, status)) return status;
+        if (!target.walk) return ktNotSupported;
+        if (address.kind != ktAddress::kindVirtual && address.kind != ktAddress::kindLinear)
+            return ktBadArgument;
+        *result = *target.walk;
+        return 0;
     }
-    ktStatus ToPhysical(const ktAddress &, uint64_t *) override {
-        return Plain("ToPhysical", ktNotSupported);
+    ktStatus ToPhysical(const ktAddress &address, uint64_t *physical) override {
+        std::unique_lock lock(target.mutex);
+        ktStatus status = 0;
+        if (EnterAt(lock, "ToPhysical", address, 0, status)) return status;
+        if (!target.walk) return ktNotSupported;
+        if (address.kind == 0 || address.kind > ktAddress::kindPhysical) return ktBadArgument;
+        *physical = address.kind == ktAddress::kindPhysical ? address.value : target.physical;
+        return 0;
     }
     ktStatus SearchMemory(const ktAddress &start, const uint64_t *end, const void *pattern,
                           uint32_t patternSize, uint32_t step, ktAddress *hit) override {
@@ -412,9 +475,11 @@ private:
     }
     bool EnterAt(std::unique_lock<std::mutex> &lock, const char *operation, const ktAddress &address,
                  uint64_t size, ktStatus &status) {
-        return target.Enter(
-            lock, operation, status, "kind %u at %04X:%" PRIX64 " root %" PRIX64 " attribute %u for %" PRIX64,
-            address.kind, address.selector, address.value, address.root, address.attribute, size);
+        const std::string width = address.width == 0 ? "" : " width " + std::to_string(address.width);
+        return target.Enter(lock, operation, status,
+                            "kind %u at %04X:%" PRIX64 " root %" PRIX64 " attribute %u for %" PRIX64 "%s",
+                            address.kind, address.selector, address.value, address.root, address.attribute,
+                            size, width.c_str());
     }
 
     ktFakeTarget &target;

@@ -17,7 +17,8 @@ Lines that start with a point are the batch program's own:
 A line that starts with # is a comment. q and the end of input end the program.
 
 Exit codes: 0 done, 1 stopped by --stop-on-error or start-up failed,
-2 unusable arguments or scripts, 3 a time limit was passed.)";
+2 unusable arguments or scripts, 3 a time limit was passed,
+130 interrupted (Ctrl+C) twice during one command.)";
 
 } // namespace
 

@@ -109,10 +109,11 @@ bool ktBatchRunner::IsQuit(const std::string &line) {
 void ktBatchRunner::WaitUntilIdle() {
     ktBusySign sign;
     while (app.processor->IsBusy()) {
-        if (TakeInterrupt()) app.processor->CancelRunning();
+        if (InterruptIsNoted()) app.processor->CancelRunning();
         sign.Refresh(app.session->loadProgress);
         SleepMilliseconds(pollMilliseconds);
     }
+    TakeInterrupt(); // not before: while the command goes on, one more ends the program
 }
 
 ktBatchRunner::Next ktBatchRunner::RunDirective(const std::string &line, const std::string &place) {

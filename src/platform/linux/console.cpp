@@ -14,8 +14,12 @@ namespace {
 // interrupt that comes just before the wait begins. Never closed: a handler may still be running.
 int notedInterrupts = -1;
 
+constexpr int interruptedExitCode = 130; // what shells make of an end by this signal
+
+// No more than signal handlers may call, here and in InterruptIsNoted.
 void OnInterrupt(int) {
     const int errorBefore = errno;
+    if (InterruptIsNoted()) _exit(interruptedExitCode);
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = write(notedInterrupts, &one, sizeof one);
     errno = errorBefore;
@@ -35,6 +39,11 @@ void NoteInterrupts(bool on) {
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
+}
+
+bool InterruptIsNoted() {
+    pollfd noted = {notedInterrupts, POLLIN, 0};
+    return poll(&noted, 1, 0) == 1;
 }
 
 bool TakeInterrupt() {

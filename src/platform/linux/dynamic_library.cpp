@@ -5,23 +5,42 @@
 #include <algorithm>
 #include <climits>
 #include <dlfcn.h>
+#include <link.h>
 #include <new>
 #include <string>
 #include <unistd.h>
 
 namespace {
 
+/// Start of the file in memory that holds `address`; null when none does.
+void *StartOfFile(const void *address) {
+    Dl_info facts = {};
+    return dladdr(address, &facts) ? facts.dli_fbase : nullptr;
+}
+
+/// The same for an opened library: its dynamic section lies inside it.
+void *StartOfLibrary(void *handle) {
+    const link_map *map = nullptr;
+    return dlinfo(handle, RTLD_DI_LINKMAP, static_cast<void *>(&map)) == 0 && map ? StartOfFile(map->l_ld)
+                                                                                  : nullptr;
+}
+
 class LinuxLibrary final : public ktDynamicLibrary {
 public:
-    explicit LinuxLibrary(void *opened) : handle(opened) {}
+    explicit LinuxLibrary(void *opened) : handle(opened), start(StartOfLibrary(opened)) {}
     ~LinuxLibrary() override { dlclose(handle); }
     LinuxLibrary(const LinuxLibrary &) = delete;
     LinuxLibrary &operator=(const LinuxLibrary &) = delete;
 
-    void *Find(const char *symbol) override { return symbol ? dlsym(handle, symbol) : nullptr; }
+    void *Find(const char *symbol) override {
+        // dlsym searches the libraries that this one needs as well; theirs are not its own.
+        void *found = symbol ? dlsym(handle, symbol) : nullptr;
+        return found && start && StartOfFile(found) == start ? found : nullptr;
+    }
 
 private:
     void *handle;
+    void *start; // in memory
 };
 
 /// The folder of the running program with its last separator; empty when the system does not tell.
@@ -36,6 +55,8 @@ std::string ProgramFolder() {
 void *Open(const std::string &name) { return dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL); }
 
 } // namespace
+
+std::string DynamicLibraryName(const char *stem) { return std::string("lib").append(stem).append(".so"); }
 
 std::unique_ptr<ktDynamicLibrary> LoadDynamicLibrary(const char *name) {
     const std::string bareName = name ? name : "";

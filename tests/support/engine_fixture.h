@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/dynamic_library.h"
+#include "session/engine_library.h"
+#include "session/sb_dbg_eng.h"
+#include "support/test_engine.h"
+
+#include <memory>
+
+/// The engine library for tests, bound as the process's one while this lives, and its script.
+class ktTestEngineLibrary {
+public:
+    ktTestEngineLibrary() : control(Load()) {
+        engine = control ? Find(*control) : nullptr;
+        if (engine) engine->Reset();
+        ktEngineLibrary::SetLoader(Load);
+    }
+    ~ktTestEngineLibrary() {
+        ktEngineLibrary::Release();
+        ktEngineLibrary::SetLoader(nullptr);
+    }
+    ktTestEngineLibrary(const ktTestEngineLibrary &) = delete;
+    ktTestEngineLibrary &operator=(const ktTestEngineLibrary &) = delete;
+
+    ktTestEngine *operator->() const { return engine; }
+    ktTestEngine &operator*() const { return *engine; }
+    /// The functions, or null when the library did not load.
+    const ktEngineTable *Table() const {
+        const ktEngineLibrary *library = ktEngineLibrary::Get();
+        return library ? &library->Table() : nullptr;
+    }
+
+private:
+    static std::unique_ptr<ktDynamicLibrary> Load() {
+        return LoadDynamicLibrary(DynamicLibraryName("test_engine").c_str());
+    }
+    static ktTestEngine *Find(ktDynamicLibrary &library) {
+        using Getter = ktTestEngine *(*)();
+        const auto get = reinterpret_cast<Getter>(library.Find("TestEngine"));
+        return get ? get() : nullptr;
+    }
+
+    std::unique_ptr<ktDynamicLibrary> control; // keeps the script alive while no engine uses the library
+    ktTestEngine *engine = nullptr;
+};
