@@ -117,7 +117,7 @@ class Options(unittest.TestCase):
 
     def test_log_lines_have_a_prefix(self):
         done = batch("--log")
-        self.assertEqual(done.stdout, "log: Static engine loaded\n")
+        self.assertEqual(done.stdout, "log: Sable engine loaded\nlog: Static engine loaded\n")
 
     def test_nothing_extra_is_printed_without_options(self):
         done = batch("-x", "connect static local", "-x", "eval 12", "-x", "nosuch")
@@ -242,6 +242,31 @@ class Interrupt(unittest.TestCase):
         for _ in range(3):
             self.test_sigint_cancels_the_running_command_and_goes_on()
 
+    def check_two_are_needed(self, line, *before):
+        process = subprocess.Popen([BATCH, "--status", "--echo"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                   text=True)
+        try:
+            process.stdin.write("\n".join([*before, line, "help nosuch", ""]))
+            process.stdin.close()
+            while process.stdout.readline() not in (f"> {line}\n", ""):
+                pass
+            time.sleep(0.3)
+            process.send_signal(signal.SIGINT)
+            with self.assertRaises(subprocess.TimeoutExpired, msg="the first one is not heeded"):
+                process.wait(1)
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(10), 130)
+            self.assertEqual(process.stdout.read(), "")
+        finally:
+            process.kill()
+            process.wait()
+            process.stdout.close()
+
+    def test_second_sigint_ends_the_program_in_a_command_that_runs_at_once(self):
+        self.check_two_are_needed("inb 60 ffffffffffffffff", "connect sable local")
+
+    def test_second_sigint_ends_the_program_in_a_queued_command_that_cannot_be_cancelled(self):
+        self.check_two_are_needed("db #0 ffffffffffffffff", "connect sable local demo,ram=2G")
 
     def interrupt_directive(self, line):
         process = subprocess.Popen([BATCH, "--echo", "--status"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
