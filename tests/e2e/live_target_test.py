@@ -11,6 +11,7 @@ from pathlib import Path
 
 from live_session import LIVE
 
+WHILE_IT_ARRIVES = ".sleep 1500"  # text of the target comes on a thread of its own
 PAGE_WALK_END = re.compile(r"Linear ([0-9A-F]{16}) is ([0-9A-F]{16}) physical")
 
 
@@ -65,16 +66,16 @@ class Memory(unittest.TestCase):
     def test_an_edit_is_what_the_guest_sees(self):
         count = LIVE.symbol("roundCount")
         steps = LIVE.run(*LIVE.to_function("kernelRound"), f"eq {count:X} fffff", f"dq {count:X} 8",
-                         f"dq #{LIVE.physical('roundCount'):X} 8", "g", ".sleep 200", "break")
+                         f"dq #{LIVE.physical('roundCount'):X} 8", "g", WHILE_IT_ARRIVES, "break")
         self.assertIn("00000000000FFFFF", steps[6].output[0])
         self.assertIn("00000000000FFFFF", steps[7].output[0])
         printed = [row for step in steps[8:] for row in step.remote]
         self.assertTrue(any(row.startswith("kernel: round 1048576, ") for row in printed), printed)
 
     def test_a_byte_to_the_debug_port_arrives_as_text(self):
-        steps = LIVE.run("outb e9 48", "outb e9 69", "outb e9 a", "inb e9")
+        steps = LIVE.run("outb e9 48", "outb e9 69", "outb e9 a", "inb e9", WHILE_IT_ARRIVES)
         self.assertEqual([row for step in steps for row in step.remote], ["Hi"])
-        self.assertIn("E9", steps[-1].output[0])
+        self.assertIn("E9", steps[-2].output[0])
 
     def test_the_image_in_memory_is_found(self):
         steps = LIVE.run(*LIVE.to_function("kernelRound"), "mod.detect", "em", "mod.detect FFFFFFFF80101004")
@@ -152,7 +153,8 @@ class RunControl(unittest.TestCase):
 
     def test_a_restart_begins_at_the_beginning(self):
         begin = LIVE.run("r")[-1].registers()
-        steps = LIVE.run(*LIVE.to_function("kernelRound"), "restart", ".wait", "r", "g", ".sleep 300", "break")
+        steps = LIVE.run(*LIVE.to_function("kernelRound"), "restart", ".wait", "r", "g", WHILE_IT_ARRIVES,
+                         "break")
         self.assertEqual(steps[7].registers(), begin)
         printed = [row for step in steps[8:] for row in step.remote]
         self.assertIn("kernel: long mode, 64 MiB", printed)
