@@ -142,12 +142,10 @@ uint64_t ktCmdProcessor::RunQueuedLine() {
 }
 
 bool ktCmdProcessor::CancelRunning() {
-    ktCmd *command;
     {
-        ktLockGuard lock(guard);
-        command = queuedLine.command;
+        ktLockGuard lock(guard); // `disconnect` deletes commands, but takes them out first
+        if (!queuedLine.command || !queuedLine.command->Cancel()) return false;
     }
-    if (!command || !command->Cancel()) return false;
     worker.WaitUntilIdle();
     return true;
 }

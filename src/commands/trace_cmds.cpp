@@ -24,13 +24,13 @@ bool InstructionBeginsWith(const ktSnapshot &snapshot, ktDisasm &disasm, const c
     return length < sizeof(text) && std::memcmp(text, prefix, length) == 0;
 }
 
-/// Asks `reached` of the snapshot under its lock: the update of another command may turn it into the one
-/// being written.
+/// Asks `reached` of the snapshot of a stop, under its lock: the update of another command may turn it into
+/// the one being written. While the target runs a snapshot has the registers of some stop before.
 template <typename Reached>
 bool IsTrueOf(ktSnapshot *snapshot, Reached &reached) {
     if (!snapshot) return false;
     const ktLockGuard guard(snapshot->lock);
-    return reached(*snapshot);
+    return !snapshot->stop.running && reached(*snapshot);
 }
 
 } // namespace

@@ -7,7 +7,9 @@
 #include "commands/target_root.h"
 #include "session/break_point.h"
 #include "session/break_point_manager.h"
+#include "symbols/function.h"
 #include "symbols/location.h"
+#include "symbols/module.h"
 #include "symbols/space.h"
 
 #include <cinttypes>
@@ -43,7 +45,28 @@ uint32_t BreakPointStatus(const ktSession *session) {
 /// digit, so a function's name must not come there.
 bool IsLocation(const char *text) { return std::strchr(text, '|') != nullptr; }
 
-/// The linear address of the first function that `text` names, and of the offset behind that.
+/// True when there can be code of `location` at `address`. What the linker has dropped is described at 0 all
+/// the same. A relocatable file has no image whose bounds could tell.
+bool IsInImage(const ktLocation &location, uint64_t address) {
+    return location.module->size == 0 || location.module->Holds(address);
+}
+
+/// The address of the first function of `results` that has one. A function of several parts has no entry of
+/// its own, and begins with the first of them; another one without an entry is only declared.
+bool FindEntry(const ktLocationList &results, uint64_t &entry) {
+    for (const ktLocation &result : results) {
+        entry = result.address;
+        if (result.function->ranges.Holds(entry) && IsInImage(result, entry)) return true;
+    }
+    for (const ktLocation &result : results) {
+        if (result.function->ranges.IsEmpty()) continue;
+        entry = result.function->ranges.Ranges().front().start;
+        if (IsInImage(result, entry)) return true;
+    }
+    return false;
+}
+
+/// The linear address of the function that `text` names, and of the offset behind that.
 bool FindFunction(const ktSession &session, std::string text, ktAddress &address) {
     const ktSpace *space = session.spaces->Current();
     if (!space) return false;
@@ -57,9 +80,11 @@ bool FindFunction(const ktSession &session, std::string text, ktAddress &address
         text.resize(plus);
         if (!FindByName(*space, results, text.c_str(), functionParts)) return false;
     }
+    uint64_t entry = 0;
+    if (!FindEntry(results, entry)) return false;
     address.Reset();
     address.kind = ktAddress::kindLinear;
-    address.value = results.front().address + offset;
+    address.value = entry + offset;
     return true;
 }
 

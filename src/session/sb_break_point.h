@@ -35,6 +35,9 @@ struct ktSbPhysBreak {
     uint32_t ownerId = 0;    ///< then the id of that breakpoint
     uint16_t engineId = 0;
     uint8_t savedByte = 0;
+    /// The library's filters for it: those that a breakpoint here goes by, and those that fit none. Left out
+    /// are equals of one that is gone by.
+    uint16_t filterCount = 0;
     uint64_t physical = 0;
     std::set<uint32_t> filters; ///< ids of the breakpoints that it has a filter for
 };

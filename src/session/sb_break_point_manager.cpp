@@ -4,6 +4,7 @@
 #include "session/code_break_points.h"
 
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -112,8 +113,10 @@ bool ktSbBreakPointManager::Create(ktSbBreakPoint &breakPoint) {
     place.value = breakPoint.physical;
     if (engine->ReadTarget(place, &made.savedByte, 1, nullptr) < 0) return false;
     if (library->Set(breakPoint.physical, made.engineId) < 0) return false;
-    // A library that gives one number twice has lost count: what stands under it stays as it is.
-    if (byEngineId.count(made.engineId) != 0) return false;
+    // A number that was handed out just now was free: the library has dropped what stood under it, as on a
+    // reset of the target or when another client cleared it.
+    if (const auto dropped = byEngineId.find(made.engineId); dropped != byEngineId.end())
+        Forget(dropped->second.physical);
     if (!SetUp(breakPoint, made)) {
         library->Remove(made.engineId);
         return false;
@@ -169,10 +172,11 @@ ktSbBreakPoint *ktSbBreakPointManager::OwnerOf(const ktSbPhysBreak &entry) {
 bool ktSbBreakPointManager::AttachPhysical(ktSbBreakPoint &breakPoint, ktSbPhysBreak &existing) {
     // One without filters has a physical breakpoint already, and a second one was refused as a duplicate;
     // what is left over when those are gone does not come back to life.
-    if (existing.filters.empty()) return false;
+    if (existing.filterCount == 0) return false;
     if (library->ClearFilters(existing.engineId) < 0) return false;
     existing.isPhysical = true;
     existing.ownerId = breakPoint.id;
+    existing.filterCount = 0;
     for (const uint32_t id : std::exchange(existing.filters, {})) {
         if (ktSbBreakPoint *overridden = Find(id)) overridden->Disable();
     }
@@ -187,10 +191,12 @@ bool ktSbBreakPointManager::AddFilter(ktSbBreakPoint &breakPoint, ktSbPhysBreak 
     filter.root = breakPoint.address.root;
     filter.address = breakPoint.address.value;
     uint16_t number = 0;
+    if (at.filterCount == std::numeric_limits<uint16_t>::max()) return false; // the library counts no further
     if (library->AddFilter(at.engineId, filter, number) < 0) return false;
-    at.filters.insert(breakPoint.id);
     breakPoint.hasFilter = true;
     breakPoint.filterId = number;
+    if (!SharesFilter(breakPoint, at)) ++at.filterCount;
+    at.filters.insert(breakPoint.id);
     return true;
 }
 
@@ -201,14 +207,14 @@ bool ktSbBreakPointManager::TakeOut(ktSbBreakPoint &breakPoint) {
     if (!used) return false;
     if (breakPoint.address.kind == ktAddress::kindPhysical) {
         if (!used->isPhysical || !TakeOutWhole(*used)) return false;
-    } else if (!used->isPhysical && used->filters.size() == 1) {
-        if (!TakeOutWhole(*used)) return false; // the filter goes with it
+    } else if (SharesFilter(breakPoint, *used)) {
+        used->filters.erase(breakPoint.id); // the other needs the filter
+    } else if (!used->isPhysical && used->filterCount == 1) {
+        // The filter goes with it; without its last one the library's breakpoint would stop everybody.
+        if (!TakeOutWhole(*used)) return false;
     } else {
-        // Without its last filter the library's breakpoint would stop everybody, so one that another needs
-        // stays.
-        if (!SharesFilter(breakPoint, *used) &&
-            library->RemoveFilter(used->engineId, breakPoint.filterId) < 0)
-            return false;
+        if (library->RemoveFilter(used->engineId, breakPoint.filterId) < 0) return false;
+        --used->filterCount;
         used->filters.erase(breakPoint.id);
     }
     breakPoint.Disable();

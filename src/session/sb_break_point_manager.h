@@ -25,8 +25,8 @@ public:
     bool Get(uint32_t id, ktBreakPoint **out) override;
     bool Remove(uint32_t id) override;
     void List(std::vector<ktBreakPoint *> &list) override;
-    /// When a call of the library fails or what it lists contradicts itself nothing changes; without a free
-    /// id the rest is left out.
+    /// When a call of the library fails or what it lists contradicts itself (a number or an address twice,
+    /// another count of filters than it says) nothing changes; without a free id the rest is left out.
     bool Reload() override;
     bool ClearAll() override;
 
@@ -60,7 +60,7 @@ private:
     void Lose(uint32_t id);
     bool Adopt(const Listed &listed);
     bool AdoptFilter(const ktSbRawFilter &filter, ktSbPhysBreak &at);
-    void NumberFilters(const std::vector<ktSbRawFilter> &filters, const ktSbPhysBreak &at);
+    void NumberFilters(const std::vector<ktSbRawFilter> &filters, ktSbPhysBreak &at);
     bool AdoptPhysical(ktSbPhysBreak &at);
     ktSbBreakPoint *FindOrMake(const ktAddress &address);
 

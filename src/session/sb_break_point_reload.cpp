@@ -20,13 +20,23 @@ constexpr uint32_t indexLimit = 65535; // of 16 bits
 /// than there are ids. It bounds the work for a library that counts wrong.
 constexpr size_t filterLimit = size_t{2} * indexLimit;
 
-/// The breakpoint of `physical`, the first if a library lists it twice; null for none.
+/// The breakpoint of `physical`; null for none.
 template <typename Listed>
 const Listed *FindAt(const std::vector<Listed> &listed, uint64_t physical) {
     const auto found = std::find_if(listed.begin(), listed.end(), [physical](const Listed &one) {
         return one.record.physical == physical;
     });
     return found == listed.end() ? nullptr : &*found;
+}
+
+/// True when a number or an address is there twice: which of them is meant nobody can tell.
+template <typename Listed>
+bool HasRepeats(const std::vector<Listed> &listed) {
+    std::set<uint16_t> numbers;
+    std::set<uint64_t> addresses;
+    return !std::all_of(listed.begin(), listed.end(), [&](const Listed &one) {
+        return numbers.insert(one.record.number).second && addresses.insert(one.record.physical).second;
+    });
 }
 
 bool IsFor(const ktSbRawFilter &filter, const ktAddress &address) {
@@ -39,7 +49,7 @@ bool ktSbBreakPointManager::Reload() {
     if (!library) return false;
     // Everything is asked first, so that a failing call leaves all as it was.
     std::vector<Listed> listed;
-    if (!FetchList(listed)) return false;
+    if (!FetchList(listed) || HasRepeats(listed)) return false;
     size_t filterCount = 0;
     for (const Listed &one : listed) filterCount += one.record.filterCount;
     if (filterCount > filterLimit) return false;
@@ -50,7 +60,12 @@ bool ktSbBreakPointManager::Reload() {
     }
     Renumber(listed);
     for (const uint32_t id : lost) Lose(id);
-    return std::all_of(listed.begin(), listed.end(), [this](const Listed &one) { return Adopt(one); });
+    const bool adopted =
+        std::all_of(listed.begin(), listed.end(), [this](const Listed &one) { return Adopt(one); });
+    for (const Listed &one : listed) {
+        if (ktSbPhysBreak *at = PhysBreakAt(one.record.physical)) NumberFilters(one.filters, *at);
+    }
+    return adopted;
 }
 
 /// All breakpoints of the library, without their filters. False when it fails or gives fewer than its total.
@@ -111,7 +126,8 @@ void ktSbBreakPointManager::Renumber(const std::vector<Listed> &listed) {
         const uint16_t newNumber = counterpart->record.number;
         const uint64_t physical = entry.physical;
         entry.engineId = newNumber;
-        if (byEngineId.emplace(newNumber, std::move(entry)).second) byPhysical.emplace(physical, newNumber);
+        byEngineId.emplace(newNumber, std::move(entry));
+        byPhysical.emplace(physical, newNumber);
     }
     for (const auto &[id, breakPoint] : byId) {
         if (!breakPoint->enabled) continue;
@@ -129,7 +145,7 @@ void ktSbBreakPointManager::Lose(uint32_t id) {
     breakPoint.Disable();
 }
 
-/// Takes one breakpoint of the library over. False without a free id.
+/// Takes one breakpoint of the library over; NumberFilters completes that. False without a free id.
 bool ktSbBreakPointManager::Adopt(const Listed &listed) {
     const ktSbRawBreakPoint &record = listed.record;
     ktSbPhysBreak *at = PhysBreakAt(record.physical);
@@ -137,28 +153,25 @@ bool ktSbBreakPointManager::Adopt(const Listed &listed) {
         ktSbPhysBreak made;
         made.engineId = record.number;
         made.physical = record.physical;
-        const auto [place, isNew] = byEngineId.emplace(record.number, std::move(made));
-        if (!isNew) return true; // two addresses under one number: only one of them can be reached
+        at = &byEngineId.emplace(record.number, std::move(made)).first->second;
         byPhysical.emplace(record.physical, record.number);
-        at = &place->second;
     }
     at->savedByte = record.savedByte;
     if (listed.filters.empty()) return AdoptPhysical(*at);
-    const bool adopted =
-        std::all_of(listed.filters.begin(), listed.filters.end(),
-                    [this, at](const ktSbRawFilter &filter) { return AdoptFilter(filter, *at); });
-    NumberFilters(listed.filters, *at);
-    return adopted;
+    return std::all_of(listed.filters.begin(), listed.filters.end(),
+                       [this, at](const ktSbRawFilter &filter) { return AdoptFilter(filter, *at); });
 }
 
-/// Gives those who have a filter at `at` the library's number of it, of `filters`. Who has the number of a
-/// fitting one keeps it; of equal ones the others get one that nobody has yet, so that each can be removed.
-void ktSbBreakPointManager::NumberFilters(const std::vector<ktSbRawFilter> &filters,
-                                          const ktSbPhysBreak &at) {
+/// Gives those who have a filter at `at` the library's number of it, of `filters`, and counts these. Who has
+/// the number of a fitting one keeps it; of equal ones the others get one that nobody has yet, so that each
+/// can be removed.
+void ktSbBreakPointManager::NumberFilters(const std::vector<ktSbRawFilter> &filters, ktSbPhysBreak &at) {
     std::set<uint16_t> used;
     std::vector<ktSbBreakPoint *> others;
+    std::set<std::pair<uint64_t, uint64_t>> places; // root and address of those at `at`
     for (const uint32_t id : at.filters) {
         ktSbBreakPoint &breakPoint = *Find(id);
+        places.emplace(breakPoint.address.root, breakPoint.address.value);
         const bool isRight =
             breakPoint.hasFilter &&
             std::any_of(filters.begin(), filters.end(), [&](const ktSbRawFilter &filter) {
@@ -182,6 +195,11 @@ void ktSbBreakPointManager::NumberFilters(const std::vector<ktSbRawFilter> &filt
         breakPoint->filterId = chosen->typeOrNumber;
         used.insert(chosen->typeOrNumber);
     }
+    // Those that fit nobody here belong to others: another client, or there was no id for them.
+    const auto foreign = std::count_if(filters.begin(), filters.end(), [&](const ktSbRawFilter &filter) {
+        return places.count({filter.root, filter.address}) == 0;
+    });
+    at.filterCount = static_cast<uint16_t>(used.size() + static_cast<size_t>(foreign));
 }
 
 /// Makes the filter a breakpoint's. NumberFilters gives that its number.
@@ -192,7 +210,9 @@ bool ktSbBreakPointManager::AdoptFilter(const ktSbRawFilter &filter, ktSbPhysBre
     address.value = filter.address;
     ktSbBreakPoint *breakPoint = FindOrMake(address);
     if (!breakPoint) return false;
-    if (breakPoint->physical != at.physical) Lose(breakPoint->id);
+    // One that is still enabled has this filter at another address, which was mapped there before: it keeps
+    // that.
+    if (breakPoint->enabled && breakPoint->physical != at.physical) return true;
     breakPoint->physical = at.physical;
     breakPoint->enabled = true;
     breakPoint->engineId = at.engineId;

@@ -59,8 +59,8 @@ public:
     /// One attempt. True when connected, also when that was so before. `address` may be null.
     bool Connect(uint32_t newEngineType, uint32_t newTransport, const char *address);
     /// Undoes any connection, whole or partial; safe to call again. A queued command that still runs is
-    /// cancelled and waited for, so this is not for the processor's own worker. Events are dropped from its
-    /// beginning on: each would queue one command more to wait for.
+    /// cancelled and waited for, so this is not for the processor's own worker; one thread at a time. Events
+    /// are dropped from its beginning on: each would queue one command more to wait for.
     void Disconnect();
     /// True while Disconnect is at work. Any thread.
     bool IsEnding() const { return ending; }
@@ -124,8 +124,8 @@ private:
     void SetEvents(Events newEvents);
     void SetEnding(bool newEnding);
 
-    ktSnapshot *TakeWriteSnapshot(uint64_t &runsSeen);
-    void PublishSnapshot(ktSnapshot *snapshot, uint64_t runsBefore, bool letRun);
+    ktSnapshot *TakeWriteSnapshot(uint64_t &number);
+    void PublishSnapshot(ktSnapshot *snapshot, uint64_t number);
     bool TakeTargetState(ktSnapshot &snapshot, uint32_t flags);
     bool ReadCode(ktSnapshot &snapshot, bool force);
     bool ReadStack(ktSnapshot &snapshot);
@@ -135,9 +135,10 @@ private:
     ktHost &host;
     ktSessionFactories factories;
     ktSnapshot snapshots[4];
-    /// Over the roles of the snapshots and `runs`. Held for a few instructions, by writers only.
+    /// Over the roles of the snapshots and the two below. Held for a few instructions, by writers only.
     ktCriticalSection rotationLock;
-    uint64_t runs = 0; ///< updates that were told that the target runs
+    uint64_t updatesBegun = 0;
+    uint64_t numberToPublish = 0; ///< the lowest of an update that may still be published
     std::atomic<uint64_t> eventCount{0};
     ktCriticalSection selectLock;  ///< one SelectSpace at a time
     ktCriticalSection refreshLock; ///< one round at a time: it fills the requests' buffers

@@ -10,8 +10,8 @@
 #include <utility>
 
 bool ktSession::Update(uint32_t flags) {
-    uint64_t runsBefore = 0;
-    ktSnapshot *snapshot = TakeWriteSnapshot(runsBefore);
+    uint64_t number = 0;
+    ktSnapshot *snapshot = TakeWriteSnapshot(number);
     if (!snapshot) return false;
     if (engineType == ktEngineStatic) {
         snapshot->Reset();
@@ -19,7 +19,7 @@ bool ktSession::Update(uint32_t flags) {
         return SelectSpace(nullptr);
     }
     if (TakeTargetState(*snapshot, flags)) {
-        PublishSnapshot(snapshot, runsBefore, (flags & ktUpdateAssumeRunning) != 0);
+        PublishSnapshot(snapshot, number);
         return true;
     }
     snapshot->Reset();
@@ -28,28 +28,33 @@ bool ktSession::Update(uint32_t flags) {
 }
 
 /// The write snapshot with its lock entered, or the spare one while a reader holds it. Null without a
-/// connection. `runsSeen` is for PublishSnapshot.
-ktSnapshot *ktSession::TakeWriteSnapshot(uint64_t &runsSeen) {
+/// connection. `number` is the update's, for PublishSnapshot.
+ktSnapshot *ktSession::TakeWriteSnapshot(uint64_t &number) {
     for (;;) {
         ktLockGuard guard(rotationLock);
-        runsSeen = runs;
+        number = updatesBegun;
         ktSnapshot *snapshot = writeSnapshot;
-        if (!snapshot || snapshot->lock.TryEnter()) return snapshot;
+        if (!snapshot) return nullptr;
+        if (snapshot->lock.TryEnter()) {
+            ++updatesBegun;
+            return snapshot;
+        }
         writeSnapshot = spareSnapshot.load();
         spareSnapshot = snapshot;
     }
 }
 
-/// Leaves the snapshot's lock and gives it the published role; the old published one takes its role. What
-/// was taken from a stop that has ended meanwhile is not shown any more: it would hide that the target runs.
-void ktSession::PublishSnapshot(ktSnapshot *snapshot, uint64_t runsBefore, bool letRun) {
+/// Leaves the snapshot's lock and gives it the published role; the old published one takes its role. A state
+/// is not published over that of an update which began later: it would hide that the target runs again, or
+/// which core was chosen meanwhile.
+void ktSession::PublishSnapshot(ktSnapshot *snapshot, uint64_t number) {
     ktLockGuard guard(rotationLock);
-    const bool isPublished = letRun || runs == runsBefore;
-    if (letRun) ++runs;
+    const bool isNewest = number >= numberToPublish;
     const bool hasRoot = (snapshot->context.validMask >> ktRegCr3 & 1) != 0;
-    if (isPublished && hasRoot) stopRoot = snapshot->context.values[ktRegCr3];
+    if (isNewest && hasRoot) stopRoot = snapshot->context.values[ktRegCr3];
     snapshot->lock.Leave();
-    if (!isPublished) return;
+    if (!isNewest) return;
+    numberToPublish = number + 1;
     ktSnapshot *old = publishedSnapshot.exchange(snapshot);
     // It is the spare one when another command thread's update turned the roles meanwhile.
     if (writeSnapshot == snapshot)

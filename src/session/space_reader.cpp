@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint32_t fetchAttempts = 3;
+constexpr uint32_t fetchAttempts = 16; // two command threads may change the cache again and again
 
 uint64_t EpochOf(const ktPageCache &cache) {
     const ktSharedGuard guard(cache.lock);

@@ -32,6 +32,24 @@ protected:
             builder.AddFunction(unit, name.c_str(), {{entry += 0x40, 0x20}});
         builder.Publish(*live.session.spaces->Current(), module);
     }
+    /// A function: its entry and ranges as a reader of symbols leaves them.
+    struct Described {
+        const char *name;
+        uint64_t entry;
+        std::vector<ktAddrRange> ranges;
+    };
+    /// Each in a unit of its own, as names are unique within one. The first unit is demo!main.c.
+    void PublishDescribed(const std::vector<Described> &functions, uint64_t size = 0x4000) {
+        ktSymbolBuilder builder;
+        ktModule *module = builder.AddModule("demo", 0x400000, size);
+        for (const Described &described : functions) {
+            ktCompUnit *unit = builder.AddUnit(module, "main.c");
+            ktFunction *function = builder.AddFunction(unit, described.name, {});
+            for (const ktAddrRange &range : described.ranges) function->ranges.Add(range.start, range.size);
+            function->entry = described.entry;
+        }
+        builder.Publish(*live.session.spaces->Current(), module);
+    }
     std::string LastCall() {
         const Lines calls = live.library->Calls();
         return calls.empty() ? "" : calls.back();
@@ -253,6 +271,52 @@ TEST_F(BreakPointCmds, ALocationMayBeLongerThanAnAddress) {
     EXPECT_EQ(live.Run("bp demo!main.c|" + name + "+10"), 0u);
     live.Output();
     EXPECT_EQ(List().size(), 2u);
+}
+
+TEST_F(BreakPointCmds, AFunctionOfSeveralPartsBeginsWithTheFirstOfThem) {
+    PublishDescribed({{"zebra", 0, {{0x400200, 0x20}, {0x400100, 0x10}}}});
+    EXPECT_EQ(live.Run("bp demo!main.c|zebra"), 0u);
+    EXPECT_EQ(live.Run("bp *!*|zebra+4"), 0u);
+    live.Output();
+    EXPECT_EQ(List(), (Lines{"Breakpoint ID: 0, E, address: 0000000000400200",
+                             "Breakpoint ID: 1, E, address: 0000000000400204"}));
+}
+
+TEST_F(BreakPointCmds, OfSeveralFunctionsTheFirstWithAnEntryOfItsOwnIsTaken) {
+    PublishDescribed({{"zebra", 0, {}},
+                      {"zebra", 0, {{0, 0x20}}},
+                      {"zebra", 0, {{0x400200, 0x20}, {0x400100, 0x10}}},
+                      {"zebra", 0x400300, {{0x400300, 0x20}}},
+                      {"zebra", 0x400400, {{0x400400, 0x20}}}});
+    EXPECT_EQ(live.Run("bp *!*|zebra"), 0u);
+    live.Output();
+    EXPECT_EQ(List(), Lines{"Breakpoint ID: 0, E, address: 0000000000400300"});
+}
+
+TEST_F(BreakPointCmds, AFunctionOfUnknownSizeHasItsEntry) {
+    PublishDescribed({{"zebra", 0x400300, {{0x400300, 0}}}});
+    EXPECT_EQ(live.Run("bp *!*|zebra"), 0u);
+    live.Output();
+    EXPECT_EQ(List(), Lines{"Breakpoint ID: 0, E, address: 0000000000400300"});
+}
+
+TEST_F(BreakPointCmds, WhatIsOutsideItsImageIsNoPlace) {
+    PublishDescribed({{"dropped", 0, {{0, 0x20}}},
+                      {"droppedParts", 0, {{0, 0x20}, {0, 0x10}}},
+                      {"declared", 0, {}},
+                      {"behind", 0x404000, {{0x404000, 0x20}}}});
+    for (const char *line : {"bp *!*|dropped", "bp *!*|droppedParts", "bp demo!*|declared",
+                             "bp *!*|declared+400300", "bp *!*|behind"})
+        EXPECT_EQ(live.Run(line), 10u) << line;
+    EXPECT_TRUE(live.library->Calls().empty());
+    EXPECT_EQ(List(), Lines{});
+}
+
+TEST_F(BreakPointCmds, AModuleWithoutAnImageTakesItsFunctionsAtTheirWord) {
+    PublishDescribed({{"zebra", 0x400300, {{0x400300, 0x20}}}}, 0);
+    EXPECT_EQ(live.Run("bp *!*|zebra"), 0u);
+    live.Output();
+    EXPECT_EQ(List(), Lines{"Breakpoint ID: 0, E, address: 0000000000400300"});
 }
 
 TEST_F(BreakPointCmds, ALocationThatNamesNoFunctionIs10AndSetsNothing) {

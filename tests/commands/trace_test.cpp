@@ -116,6 +116,15 @@ TEST_F(Trace, AFailedStepLeavesTheCommandRunningSoALaterCancelStopsTheNextRunAft
     EXPECT_EQ(Run(t, {3}), 0u);
 }
 
+TEST_F(Trace, ATargetThatRunsMeanwhileHasReachedNothing) {
+    rig.target.Fail("Step", ktFakeTarget::failure, 1);
+    ASSERT_EQ(Run(tua, {ip}), 4u);
+    EXPECT_FALSE(tua.Cancel()); // so that the next run ends behind its first step
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(rig.session.Update(0)); // each snapshot has the pointer now
+    rig.target.SetStop(true, 0);
+    EXPECT_EQ(Run(tua, {ip}), 20u);
+}
+
 TEST_F(Trace, AFailedUpdateLeavesTheCommandRunningSoALaterCancelStopsTheNextRunAfterOneStep) {
     rig.target.Fail("GetContext", ktFakeTarget::failure, 1);
     ASSERT_EQ(Run(t, {3}), 22u);

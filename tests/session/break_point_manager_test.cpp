@@ -90,6 +90,7 @@ TEST_F(BreakPointManager, ALinearAddressGetsABreakpointWithAFilter) {
     EXPECT_EQ(entry->savedByte, 0x07);
     EXPECT_EQ(entry->physical, physical);
     EXPECT_EQ(entry->filters, std::set<uint32_t>{0});
+    EXPECT_EQ(entry->filterCount, 1);
 }
 
 TEST_F(BreakPointManager, AVirtualAddressGetsTheSameFilter) {
@@ -155,6 +156,7 @@ TEST_F(BreakPointManager, TwoRootsAtOnePhysicalAddressShareABreakpoint) {
     EXPECT_EQ(Get(1)->filterId, 0x11);
     EXPECT_EQ(Get(1)->savedByte, 0x07);
     EXPECT_EQ(manager.FindPhysBreak(physical)->filters, (std::set<uint32_t>{0, 1}));
+    EXPECT_EQ(manager.FindPhysBreak(physical)->filterCount, 2);
     library->With([](ktTestEngine::Machine &m) {
         ASSERT_EQ(m.breakPoints.size(), 1u);
         EXPECT_EQ(m.breakPoints[1].filters.size(), 2u);
@@ -193,6 +195,7 @@ TEST_F(BreakPointManager, APhysicalBreakpointOverridesThoseWithFilters) {
     EXPECT_TRUE(entry->isPhysical);
     EXPECT_EQ(entry->ownerId, 3u);
     EXPECT_TRUE(entry->filters.empty());
+    EXPECT_EQ(entry->filterCount, 0);
     EXPECT_EQ(Get(3)->engineId, 1);
     EXPECT_EQ(Get(3)->savedByte, 0x07);
     EXPECT_FALSE(Get(3)->hasFilter);
@@ -363,26 +366,45 @@ TEST_F(BreakPointManager, AddressesThatAreNoMemoryAreRefused) {
     EXPECT_EQ(manager.Ids().InUse(), 0u);
 }
 
-TEST_F(BreakPointManager, ALibraryThatGivesANumberTwiceFailsTheSecond) {
+TEST_F(BreakPointManager, ANumberThatIsHandedOutAgainEndsWhatStoodUnderIt) {
     ASSERT_EQ(Add(Physical(0x8000)), 0);
+    ASSERT_EQ(Add(Physical(0x8001)), 1);
     library->With([](ktTestEngine::Machine &m) { m.breakPoints.clear(); }); // it starts from 1 again
-    EXPECT_EQ(Add(Physical(0x9000)), -1);
-    EXPECT_EQ(List(), "0E");
-    EXPECT_EQ(manager.FindPhysBreak(0x9000), nullptr);
-    EXPECT_EQ(manager.Ids().InUse(), 1u);
+    ASSERT_EQ(Add(Physical(0x9000)), 2);
+    EXPECT_EQ(List(), "0D 1E 2E") << "only of number 1 is it known";
+    ExpectCleared(0);
+    EXPECT_EQ(manager.FindPhysBreak(0x8000), nullptr);
+    EXPECT_EQ(manager.FindPhysBreak(0x9000)->ownerId, 2u);
+    TakeCalls();
+    EXPECT_TRUE(manager.Remove(0));
+    EXPECT_TRUE(TakeCalls().empty());
+    EXPECT_TRUE(manager.Remove(2));
+    EXPECT_EQ(TakeCalls(), Calls{"SbRemoveBreakPoint E1 1"});
+    library->With([](ktTestEngine::Machine &m) { EXPECT_TRUE(m.breakPoints.empty()); });
 }
 
-TEST_F(BreakPointManager, UnderANumberThatIsGivenTwiceNothingChanges) {
+TEST_F(BreakPointManager, AllUsersOfANumberThatIsHandedOutAgainAreDisabled) {
+    ASSERT_EQ(Add(Linear(linear, rootA)), 0);
+    ASSERT_EQ(Add(Virtual(linear, rootB)), 1);
+    library->With([](ktTestEngine::Machine &m) { m.breakPoints.clear(); });
+    ASSERT_EQ(Add(Linear(linear + 1)), 2);
+    EXPECT_EQ(List(), "0D 1D 2E");
+    ExpectCleared(0);
+    ExpectCleared(1);
+    EXPECT_EQ(manager.FindPhysBreak(physical), nullptr);
+    EXPECT_EQ(manager.FindPhysBreak(physical + 1)->filters, std::set<uint32_t>{2});
+    ASSERT_EQ(Add(Linear(linear, rootB)), 3) << "the address is free for another";
+    EXPECT_EQ(Get(3)->engineId, 2);
+}
+
+TEST_F(BreakPointManager, ANumberThatIsHandedOutAgainGoesBackWhenItsFilterFails) {
     ASSERT_EQ(Add(Physical(0x8000)), 0);
     library->With([](ktTestEngine::Machine &m) { m.breakPoints.clear(); });
-    TakeCalls();
+    library->Fail("SbAddBreakPointFilter", ktTestEngine::failure, 1);
     EXPECT_EQ(Add(Linear(linear)), -1);
-    EXPECT_EQ(TakeCalls(), (Calls{"SbLinearToPhysical E1 A003 400010", "SbReadPhysicalMemory E1 7010 1",
-                                  "SbSetBreakPoint E1 7010"}))
-        << "no filter is added to it, and it is not removed";
-    library->With([](ktTestEngine::Machine &m) { EXPECT_TRUE(m.breakPoints[1].filters.empty()); });
-    EXPECT_EQ(List(), "0E");
+    EXPECT_EQ(List(), "0D");
     EXPECT_EQ(manager.Ids().InUse(), 1u);
+    library->With([](ktTestEngine::Machine &m) { EXPECT_TRUE(m.breakPoints.empty()); });
 }
 
 TEST_F(BreakPointManager, InitializeASecondTimeFreesTheIds) {

@@ -16,9 +16,15 @@ namespace {
 class LyingBreakPoints final : public ktCodeBreakPoints {
 public:
     ktStatus Set(uint64_t, uint16_t &) override { return 0; }
-    ktStatus Remove(uint16_t) override { return 0; }
+    ktStatus Remove(uint16_t number) override {
+        removed.push_back(number);
+        return 0;
+    }
     ktStatus Clear() override { return 0; }
-    ktStatus AddFilter(uint16_t, const ktSbRawFilter &, uint16_t &) override { return 0; }
+    ktStatus AddFilter(uint16_t, const ktSbRawFilter &, uint16_t &) override {
+        ++added;
+        return 0;
+    }
     ktStatus RemoveFilter(uint16_t, uint16_t) override { return 0; }
     ktStatus ClearFilters(uint16_t) override { return 0; }
     ktStatus GetInfo(ktSbRawBreakPoint *records, uint16_t first, uint16_t &count, uint16_t &total) override {
@@ -51,7 +57,9 @@ public:
     ktStatus status = 0;                ///< of the listings
     bool sameNumber = false;
     bool samePhysical = false;
-    uint32_t calls = 0;
+    uint32_t calls = 0;            ///< of the listings
+    uint32_t added = 0;            ///< filters
+    std::vector<uint16_t> removed; ///< breakpoints
 };
 
 class LyingEngine final : public ktFakeDbgEng {
@@ -68,6 +76,12 @@ protected:
         std::vector<ktBreakPoint *> list;
         manager.List(list);
         return list.size();
+    }
+    size_t Enabled() {
+        std::vector<ktBreakPoint *> list;
+        manager.List(list);
+        return static_cast<size_t>(std::count_if(list.begin(), list.end(),
+                                                 [](const ktBreakPoint *one) { return one->IsEnabled(); }));
     }
 
     ktFakeTarget target;
@@ -174,18 +188,59 @@ TEST_F(BreakPointReloadLies, EqualFiltersBecomeOneBreakpoint) {
     EXPECT_EQ(manager.FindPhysBreak(0x1000)->filters.size(), 1u);
 }
 
-TEST_F(BreakPointReloadLies, ANumberForTwoAddressesReachesOnlyTheFirst) {
-    lies.claimedTotal = lies.claimedCount = 3;
-    lies.sameNumber = true;
-    EXPECT_TRUE(manager.Reload());
-    EXPECT_EQ(Count(), 1u);
-    EXPECT_TRUE(manager.Reload());
-    EXPECT_EQ(Count(), 1u);
+TEST_F(BreakPointReloadLies, EqualFiltersEndWithTheirBreakpoint) {
+    lies.claimedTotal = lies.claimedCount = 1;
+    lies.filterCount = lies.claimedFilters = 3;
+    ASSERT_TRUE(manager.Reload());
+    ASSERT_TRUE(manager.Remove(0));
+    EXPECT_EQ(lies.removed, std::vector<uint16_t>{0});
+    EXPECT_EQ(manager.FindPhysBreak(0x1000), nullptr);
 }
 
-TEST_F(BreakPointReloadLies, AnAddressThatIsListedTwiceIsOneBreakpoint) {
+TEST_F(BreakPointReloadLies, NoFilterIsAddedToAsManyAsARecordCounts) {
+    lies.claimedTotal = lies.claimedCount = 2;
+    lies.filterCount = 65535;
+    lies.claimedFilters = 64;
+    lies.filtersThere = 65535;
+    ASSERT_TRUE(manager.Reload());
+    ASSERT_EQ(manager.FindPhysBreak(0x1001)->filterCount, 65535) << "the other address has their breakpoint";
+    ktAddress address;
+    address.kind = ktAddress::kindLinear;
+    address.value = 0x2000;
+    const ktAddress wanted = address;
+    target.SetTranslation({}, 0x1001);
+    EXPECT_FALSE(manager.Add(address, nullptr));
+    EXPECT_EQ(lies.added, 0u);
+    EXPECT_EQ(manager.FindPhysBreak(0x1001)->filterCount, 65535);
+    address = wanted;
+    target.SetTranslation({}, 0x1000);
+    EXPECT_TRUE(manager.Add(address, nullptr));
+    EXPECT_EQ(lies.added, 1u);
+}
+
+TEST_F(BreakPointReloadLies, ANumberForTwoAddressesFailsAndNothingChanges) {
     lies.claimedTotal = lies.claimedCount = 3;
+    ASSERT_TRUE(manager.Reload());
+    ASSERT_EQ(Enabled(), 3u);
+    lies.calls = 0;
+    lies.sameNumber = true;
+    lies.filterCount = lies.claimedFilters = 1;
+    EXPECT_FALSE(manager.Reload());
+    EXPECT_EQ(lies.calls, 1u) << "no filter is asked for";
+    EXPECT_EQ(Enabled(), 3u);
+    for (const uint64_t physical : {0x1000u, 0x1001u, 0x1002u}) {
+        ASSERT_NE(manager.FindPhysBreak(physical), nullptr);
+        EXPECT_EQ(manager.FindPhysBreak(physical)->engineId, physical - 0x1000);
+    }
+}
+
+TEST_F(BreakPointReloadLies, AnAddressThatIsListedTwiceFailsAndNothingChanges) {
+    lies.claimedTotal = lies.claimedCount = 3;
+    ASSERT_TRUE(manager.Reload());
     lies.samePhysical = true;
-    EXPECT_TRUE(manager.Reload());
-    EXPECT_EQ(Count(), 1u);
+    lies.filterCount = lies.claimedFilters = 1;
+    EXPECT_FALSE(manager.Reload());
+    EXPECT_EQ(Enabled(), 3u);
+    EXPECT_NE(manager.FindPhysBreak(0x1002), nullptr);
+    EXPECT_TRUE(manager.FindPhysBreak(0x1000)->filters.empty());
 }

@@ -262,10 +262,13 @@ TEST_F(BreakPointReload, NumbersOfTheLibraryAreTakenOver) {
 TEST_F(BreakPointReload, AFilterThatMovedToAnotherAddressTakesItsBreakpointAlong) {
     ASSERT_EQ(Add(Linear(linear)), 0);
     ASSERT_EQ(Add(Linear(linear, rootB)), 1);
-    library->With(
-        [](ktTestEngine::Machine &m) { m.breakPoints[2] = {0x9010, 0x55, {{0x30, Filter(rootA, linear)}}}; });
+    library->With([](ktTestEngine::Machine &m) {
+        m.breakPoints[1].filters.erase(0x10);
+        m.breakPoints[2] = {0x9010, 0x55, {{0x30, Filter(rootA, linear)}}};
+    });
     EXPECT_TRUE(manager.Reload());
     EXPECT_EQ(List(), "0E 1E");
+    EXPECT_EQ(Get(0)->filterId, 0x30);
     EXPECT_EQ(Get(0)->physical, 0x9010u);
     EXPECT_EQ(Get(0)->savedByte, 0x55);
     EXPECT_EQ(manager.FindPhysBreak(physical)->filters, std::set<uint32_t>{1});

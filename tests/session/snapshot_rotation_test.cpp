@@ -134,7 +134,7 @@ TEST_F(SnapshotRotation, TheRecordInWorkIsLocked) {
     EXPECT_EQ(rig.session.publishedSnapshot, write);
 }
 
-TEST_F(SnapshotRotation, ASecondUpdateMeanwhileTakesTheSpareRecordAndBothArePublished) {
+TEST_F(SnapshotRotation, ASecondUpdateMeanwhileTakesTheSpareRecordAndTheLaterBegunStays) {
     ktSnapshot *first = rig.session.writeSnapshot;
     ktSnapshot *second = rig.session.spareSnapshot;
     ktSnapshot *old = rig.session.publishedSnapshot;
@@ -146,8 +146,10 @@ TEST_F(SnapshotRotation, ASecondUpdateMeanwhileTakesTheSpareRecordAndBothArePubl
     EXPECT_EQ(Roles().size(), 3u);
     rig.target.Free("GetCpuInfo");
     updating.join();
-    EXPECT_EQ(rig.session.publishedSnapshot, first);
+    EXPECT_EQ(rig.session.publishedSnapshot, second);
     EXPECT_EQ(Roles(), (std::set<const ktSnapshot *>{first, second, old}));
+    ASSERT_TRUE(rig.session.Update(0));
+    EXPECT_NE(rig.session.publishedSnapshot, second);
 }
 
 TEST_F(SnapshotRotation, WhatWasTakenFromAStopThatHasEndedIsNotPublished) {
@@ -161,6 +163,20 @@ TEST_F(SnapshotRotation, WhatWasTakenFromAStopThatHasEndedIsNotPublished) {
     EXPECT_EQ(Roles().size(), 3u);
     ASSERT_TRUE(rig.session.Update(0));
     EXPECT_FALSE(rig.Published()->stop.running);
+}
+
+TEST_F(SnapshotRotation, TheCoreThatWasChosenMeanwhileStays) {
+    rig.target.Hold("GetCpuInfo");
+    rig.target.SetRegister(ktRegCr3, 0x9003);
+    std::thread updating([&] { EXPECT_TRUE(rig.session.Update(0)); });
+    rig.target.WaitUntilHeld("GetCpuInfo");
+    rig.target.SetRegister(ktRegCr3, 0xB003);
+    ASSERT_TRUE(rig.session.Update(ktUpdateSkipCpuInfo));
+    rig.target.SetRegister(ktRegCr3, 0x9003);
+    rig.target.Free("GetCpuInfo");
+    updating.join();
+    EXPECT_EQ(rig.Published()->context.values[ktRegCr3], 0xB003u);
+    EXPECT_EQ(rig.session.stopRoot, 0xB003u);
 }
 
 TEST_F(SnapshotRotation, AFailedUpdateMeanwhileLeavesTheRolesWhole) {

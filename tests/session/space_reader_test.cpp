@@ -348,8 +348,10 @@ TEST_F(SpaceReader, WhenEachReadOfAPageIsOvertakenTheSourceIsReadDirectlyAndNoth
     reader.Seek(0x1000);
     EXPECT_TRUE(reader.Read(buffer.data(), 16, &done));
     EXPECT_EQ(done, 16u);
-    EXPECT_EQ(source.reads, (Calls{{0x1000, 4096}, {0x1000, 4096}, {0x1000, 4096}, {0x1000, 16}}));
-    EXPECT_TRUE(HoldsSource(0x1000, 16, 3)) << "of the last read";
+    Calls expected(16, {0x1000, 4096});
+    expected.push_back({0x1000, 16});
+    EXPECT_EQ(source.reads, expected);
+    EXPECT_TRUE(HoldsSource(0x1000, 16, 16)) << "of the last read";
     EXPECT_EQ(cache.PageCount(), 0u);
     EXPECT_EQ(reader.GetPosition(), 0x1000u);
 }
