@@ -78,6 +78,19 @@ void EnterOuter(Cpu &cpu, const Descriptor &code, uint16_t selector, uint64_t ri
     cpu.EnterCode(code.ToSegment(selector), rip);
 }
 
+/// Goes to code with the stack that stands behind the return address. False when that has raised something.
+bool ReturnWithStack(Cpu &cpu, Frame &frame, const Descriptor &code, uint16_t selector, uint64_t rip,
+                     unsigned drop) {
+    uint64_t rsp, word;
+    SegmentRegister stack;
+    const bool to64 = cpu.IsLong() && code.IsLongCode();
+    if (!frame.Read(rsp) || !frame.Read(word) ||
+        !ReadReturnStack(cpu, uint16_t(word), selector & selectorRpl, to64, stack))
+        return false;
+    EnterOuter(cpu, code, selector, rip, stack, rsp, drop);
+    return true;
+}
+
 bool ReturnReal(Cpu &cpu, Frame &frame, uint64_t rip, uint16_t selector) {
     SegmentRegister code = cpu.registers.segment[segCs];
     if (rip > code.limit) return cpu.RaiseGeneral();
@@ -107,19 +120,12 @@ bool ReturnFar(Cpu &cpu, const Instruction &i, unsigned arguments) {
     if (!cpu.IsProtected()) return ReturnReal(cpu, frame, rip, selector);
     Descriptor code;
     if (!ReadReturnCode(cpu, selector, rip, code)) return false;
-    const unsigned newCpl = selector & selectorRpl;
-    if (newCpl == cpu.Cpl()) {
-        cpu.AddToStackPointer(frame.Depth());
-        cpu.EnterCode(code.ToSegment(selector), rip);
+    if ((selector & selectorRpl) != cpu.Cpl()) {
+        ReturnWithStack(cpu, frame, code, selector, rip, arguments);
         return false;
     }
-    uint64_t rsp, stackWord;
-    SegmentRegister stack;
-    const bool to64 = cpu.IsLong() && code.IsLongCode();
-    if (!frame.Read(rsp) || !frame.Read(stackWord) ||
-        !ReadReturnStack(cpu, uint16_t(stackWord), newCpl, to64, stack))
-        return false;
-    EnterOuter(cpu, code, selector, rip, stack, rsp, arguments);
+    cpu.AddToStackPointer(frame.Depth());
+    cpu.EnterCode(code.ToSegment(selector), rip);
     return false;
 }
 
@@ -140,18 +146,11 @@ bool ReturnFromInterrupt(Cpu &cpu, const Instruction &i) {
             return cpu.RaiseGeneral();
         Descriptor code;
         if (!ReadReturnCode(cpu, selector, rip, code)) return false;
-        const unsigned newCpl = selector & selectorRpl;
-        if (newCpl == oldCpl && !cpu.Is64()) {
+        if ((selector & selectorRpl) == oldCpl && !cpu.Is64()) {
             cpu.AddToStackPointer(frame.Depth());
             cpu.EnterCode(code.ToSegment(selector), rip);
-        } else {
-            uint64_t rsp, stackWord;
-            SegmentRegister stack;
-            const bool to64 = cpu.IsLong() && code.IsLongCode();
-            if (!frame.Read(rsp) || !frame.Read(stackWord) ||
-                !ReadReturnStack(cpu, uint16_t(stackWord), newCpl, to64, stack))
-                return false;
-            EnterOuter(cpu, code, selector, rip, stack, rsp, 0);
+        } else if (!ReturnWithStack(cpu, frame, code, selector, rip, 0)) {
+            return false;
         }
     }
     cpu.EndNmi();

@@ -66,6 +66,12 @@ public:
     EngineLoader &operator=(const EngineLoader &) = delete;
 };
 
+/// A target at an address with code and stack.
+void StopTarget(const ktTestEngineLibrary &library) {
+    library->Map(0, 0x10000);
+    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+}
+
 class StartedApp : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -129,8 +135,7 @@ TEST_F(StartedApp, WithoutAnEngineLibraryOnlyTheStaticEngineIsThere) {
 
 TEST(AppEngines, WithAnEngineLibraryBothEnginesAreThere) {
     const ktTestEngineLibrary library;
-    library->Map(0, 0x10000);
-    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    StopTarget(library);
     ktFakeHost host;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
@@ -153,8 +158,7 @@ TEST(AppEngines, WithAnEngineLibraryBothEnginesAreThere) {
 
 TEST(AppEngines, ALibraryThatOnlyAConnectionBoundStaysWhenTheApplicationGoes) {
     const ktTestEngineLibrary library;
-    library->Map(0, 0x10000);
-    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    StopTarget(library);
     ktEngineLibrary::SetLoader(LoadNothing);
     ktFakeHost host;
     ktApp app(host);
@@ -270,8 +274,7 @@ TEST(AppShutdown, EndsACommandThatHasNotEvenBegun) {
 
 TEST(AppShutdown, EndsUnderEventsThatNeverStop) {
     const ktTestEngineLibrary library;
-    library->Map(0, 0x10000);
-    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    StopTarget(library);
     ktFakeHost host;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));

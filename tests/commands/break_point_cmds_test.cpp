@@ -16,7 +16,7 @@ class BreakPointCmds : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(live.Connect());
-        live.library->ForgetCalls();
+        live.testLibrary->ForgetCalls();
     }
     Lines List() {
         EXPECT_EQ(live.Run("bl"), 0u);
@@ -51,7 +51,7 @@ protected:
         builder.Publish(*live.session.spaces->Current(), module);
     }
     std::string LastCall() {
-        const Lines calls = live.library->Calls();
+        const Lines calls = live.testLibrary->Calls();
         return calls.empty() ? "" : calls.back();
     }
 
@@ -101,22 +101,22 @@ TEST_F(BreakPointCmds, PrintWhatTheyDid) {
 
 TEST_F(BreakPointCmds, WithoutARootTheSnapshotsIsTakenWithItsFlags) {
     EXPECT_EQ(live.Run("bp 400010"), 0u);
-    EXPECT_EQ(live.library->Calls().front(), "SbLinearToPhysical E1 1A5003 400010");
-    live.library->ForgetCalls();
+    EXPECT_EQ(live.testLibrary->Calls().front(), "SbLinearToPhysical E1 1A5003 400010");
+    live.testLibrary->ForgetCalls();
     EXPECT_EQ(live.Run("bp 400010@7000"), 0u);
-    EXPECT_EQ(live.library->Calls().front(), "SbLinearToPhysical E1 7000 400010");
+    EXPECT_EQ(live.testLibrary->Calls().front(), "SbLinearToPhysical E1 7000 400010");
     EXPECT_EQ(live.Run("bp 400010@1A5003"), 18u) << "the root that the first one has";
 }
 
 TEST_F(BreakPointCmds, WhileTheTargetRunsTheRootOfTheLastStopIsTaken) {
     EXPECT_EQ(live.Run("g"), 0u);
     ASSERT_TRUE(live.session.publishedSnapshot.load()->stop.running);
-    live.library->ForgetCalls();
+    live.testLibrary->ForgetCalls();
     EXPECT_EQ(live.Run("bp 400010"), 0u);
-    EXPECT_EQ(live.library->Calls().front(), "SbLinearToPhysical E1 1A5003 400010");
-    live.library->ForgetCalls();
+    EXPECT_EQ(live.testLibrary->Calls().front(), "SbLinearToPhysical E1 1A5003 400010");
+    live.testLibrary->ForgetCalls();
     EXPECT_EQ(live.Run("bp 400020@7000"), 0u);
-    EXPECT_EQ(live.library->Calls().front(), "SbLinearToPhysical E1 7000 400020");
+    EXPECT_EQ(live.testLibrary->Calls().front(), "SbLinearToPhysical E1 7000 400020");
 }
 
 TEST_F(BreakPointCmds, TheSameVirtualAddressASecondTimeIs18) {
@@ -133,7 +133,7 @@ TEST_F(BreakPointCmds, TwoRootsAtOnePhysicalAddressShareABreakpoint) {
     EXPECT_EQ(live.Output(), (Lines{"Breakpoint ID: 0", "Breakpoint ID: 1"}));
     EXPECT_EQ(List(), (Lines{"Breakpoint ID: 0, E, address: 0010:0000000000400010",
                              "Breakpoint ID: 1, E, address: 0010:0000000000400010"}));
-    live.library->With([](ktTestEngine::Machine &m) {
+    live.testLibrary->With([](ktTestEngine::Machine &m) {
         ASSERT_EQ(m.breakPoints.size(), 1u);
         EXPECT_EQ(m.breakPoints.begin()->second.filters.size(), 2u);
     });
@@ -164,7 +164,7 @@ TEST_F(BreakPointCmds, IdsAreReusedLowestFirst) {
 }
 
 TEST_F(BreakPointCmds, The1025thFails) {
-    live.library->StopRecording();
+    live.testLibrary->StopRecording();
     for (uint32_t i = 0; i < 1024; ++i) {
         char line[32];
         std::snprintf(line, sizeof(line), "bp #%X", 0x400000 + i);
@@ -178,18 +178,18 @@ TEST_F(BreakPointCmds, UnreadableAddressesAre10) {
         EXPECT_EQ(live.Run(line), 10u) << line;
     EXPECT_EQ(live.Run("bp " + std::string(64, '1')), 10u);
     EXPECT_EQ(live.Output(), Lines{});
-    EXPECT_TRUE(live.library->Calls().empty());
+    EXPECT_TRUE(live.testLibrary->Calls().empty());
 }
 
 TEST_F(BreakPointCmds, FailuresOfTheLibraryAre18) {
-    live.library->Fail("SbLinearToPhysical", ktTestEngine::failure, 1);
+    live.testLibrary->Fail("SbLinearToPhysical", ktTestEngine::failure, 1);
     EXPECT_EQ(live.Run("bp 400010"), 18u);
     EXPECT_EQ(live.Run("bp 900000"), 18u) << "no memory there";
     EXPECT_EQ(live.Run("bp 400010"), 0u);
     live.Output();
-    live.library->Fail("SbRemoveBreakPoint", ktTestEngine::failure, 1);
+    live.testLibrary->Fail("SbRemoveBreakPoint", ktTestEngine::failure, 1);
     EXPECT_EQ(live.Run("bc 0"), 18u);
-    live.library->Fail("SbGetBreakPointInfo", ktTestEngine::failure, 1);
+    live.testLibrary->Fail("SbGetBreakPointInfo", ktTestEngine::failure, 1);
     EXPECT_EQ(live.Run("bl r"), 18u);
     EXPECT_EQ(live.Output(), Lines{});
     EXPECT_EQ(List().size(), 1u);
@@ -207,21 +207,21 @@ TEST_F(BreakPointCmds, IdsThatNobodyHasAre18) {
 TEST_F(BreakPointCmds, ClearingThatFailsIsSilentAnd0) {
     EXPECT_EQ(live.Run("bp 400010"), 0u);
     live.Output();
-    live.library->Fail("SbClearBreakPoints", ktTestEngine::failure, 1);
+    live.testLibrary->Fail("SbClearBreakPoints", ktTestEngine::failure, 1);
     EXPECT_EQ(live.Run("bcls"), 0u);
     EXPECT_EQ(live.Output(), Lines{});
     EXPECT_EQ(List().size(), 1u);
 }
 
 TEST_F(BreakPointCmds, TheListReloadsForAWordThatBeginsWithR) {
-    live.library->With([](ktTestEngine::Machine &m) { m.breakPoints[4] = {0x400010, 0, {}}; });
+    live.testLibrary->With([](ktTestEngine::Machine &m) { m.breakPoints[4] = {0x400010, 0, {}}; });
     for (const char *line : {"bl", "bl x", "bl R"}) {
         EXPECT_EQ(live.Run(line), 0u) << line;
         EXPECT_EQ(live.Output(), Lines{}) << line;
     }
     EXPECT_EQ(live.Run("bl rubbish"), 0u);
     EXPECT_EQ(live.Output(), Lines{"Breakpoint ID: 0, E, address: #0000000000400010"});
-    live.library->With([](ktTestEngine::Machine &m) { m.breakPoints.clear(); });
+    live.testLibrary->With([](ktTestEngine::Machine &m) { m.breakPoints.clear(); });
     EXPECT_EQ(live.Run("bl r"), 0u);
     EXPECT_EQ(live.Output(), Lines{"Breakpoint ID: 0, D, address: #0000000000400010"});
 }
@@ -234,7 +234,7 @@ TEST_F(BreakPointCmds, AnAddressThatIsNotPrintedIsShownByItsValue) {
 TEST_F(BreakPointCmds, ALocationOfAFunctionIsItsAddress) {
     PublishFunctions({"zebra", "main"});
     EXPECT_EQ(live.Run("bp demo!main.c|zebra"), 0u);
-    EXPECT_EQ(live.library->Calls().front(), "SbLinearToPhysical E1 1A5003 400040");
+    EXPECT_EQ(live.testLibrary->Calls().front(), "SbLinearToPhysical E1 1A5003 400040");
     EXPECT_EQ(live.Run("bp *!*|main"), 0u);
     live.Output();
     EXPECT_EQ(List(), (Lines{"Breakpoint ID: 0, E, address: 0000000000400040",
@@ -267,7 +267,7 @@ TEST_F(BreakPointCmds, ALocationMayBeLongerThanAnAddress) {
     const std::string name(100, 'f');
     PublishFunctions({name});
     EXPECT_EQ(live.Run("bp demo!main.c|" + name), 0u);
-    EXPECT_EQ(live.library->Calls().front(), "SbLinearToPhysical E1 1A5003 400040");
+    EXPECT_EQ(live.testLibrary->Calls().front(), "SbLinearToPhysical E1 1A5003 400040");
     EXPECT_EQ(live.Run("bp demo!main.c|" + name + "+10"), 0u);
     live.Output();
     EXPECT_EQ(List().size(), 2u);
@@ -308,7 +308,7 @@ TEST_F(BreakPointCmds, WhatIsOutsideItsImageIsNoPlace) {
     for (const char *line : {"bp *!*|dropped", "bp *!*|droppedParts", "bp demo!*|declared",
                              "bp *!*|declared+400300", "bp *!*|behind"})
         EXPECT_EQ(live.Run(line), 10u) << line;
-    EXPECT_TRUE(live.library->Calls().empty());
+    EXPECT_TRUE(live.testLibrary->Calls().empty());
     EXPECT_EQ(List(), Lines{});
 }
 
@@ -327,7 +327,7 @@ TEST_F(BreakPointCmds, ALocationThatNamesNoFunctionIs10AndSetsNothing) {
         for (const std::string &line : lines) EXPECT_EQ(live.Run(line), 10u) << line;
     }
     EXPECT_EQ(live.Output(), Lines{});
-    EXPECT_TRUE(live.library->Calls().empty());
+    EXPECT_TRUE(live.testLibrary->Calls().empty());
     live.session.spaces->SetCurrent(nullptr);
     EXPECT_EQ(live.Run("bp demo!main.c|zebra"), 10u) << "no space to look in";
 }
@@ -336,7 +336,7 @@ TEST_F(BreakPointCmds, AnyOtherTextIsAnAddressAndWhatIsNoDigitVanishes) {
     PublishFunctions({"zebra"});
     for (const char *line : {"bp zebra", "bp *!*+zebra", "bp demo!zebra"}) live.Run(line);
     Lines calls;
-    for (const std::string &call : live.library->Calls())
+    for (const std::string &call : live.testLibrary->Calls())
         if (call.rfind("SbLinear", 0) == 0) calls.push_back(call);
     EXPECT_EQ(calls, (Lines{"SbLinearToPhysical E1 1A5003 EBA", "SbLinearToPhysical E1 1A5003 EBA",
                             "SbLinearToPhysical E1 1A5003 DEEBA"}));
@@ -346,7 +346,7 @@ TEST_F(BreakPointCmds, BreakpointsEndWithTheConnection) {
     EXPECT_EQ(live.Run("bp 400010"), 0u);
     EXPECT_EQ(live.Run("disconnect"), 0u);
     EXPECT_EQ(live.session.breakPoints, nullptr);
-    EXPECT_EQ(live.library->Count("SbRemoveBreakPoint"), 0u);
+    EXPECT_EQ(live.testLibrary->Count("SbRemoveBreakPoint"), 0u);
     ASSERT_TRUE(live.Connect());
     live.Output();
     EXPECT_EQ(List(), Lines{});
@@ -362,7 +362,7 @@ TEST(BreakPointCmdsStatus, WithTheStaticEngine) {
     EXPECT_EQ(live.Run("bl r"), 18u);
     EXPECT_EQ(live.Run("bcls"), 0u);
     EXPECT_EQ(live.Output(), Lines{});
-    EXPECT_TRUE(live.library->Calls().empty());
+    EXPECT_TRUE(live.testLibrary->Calls().empty());
 }
 
 TEST(BreakPointCmdsStatus, WithoutAConnectionOrAnEngine) {

@@ -1,7 +1,7 @@
 #include "commands/cpu_cmds.h"
 
 #include "session/register_names.h"
-#include "support/command_rig.h"
+#include "support/target_cmd_test.h"
 
 #include <gtest/gtest.h>
 
@@ -13,21 +13,7 @@ namespace {
 using Calls = std::vector<std::string>;
 using Lines = std::vector<std::string>;
 
-class CpuCmds : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
-        rig.target.ForgetCalls();
-    }
-    uint64_t Run(const char *line) {
-        rig.output.lines.clear();
-        rig.target.ForgetCalls();
-        return rig.Run(line);
-    }
-    const Lines &Output() const { return rig.output.lines; }
-
-    ktCommandRig rig;
-};
+class CpuCmds : public ktTargetCmdTest {};
 
 } // namespace
 

@@ -78,8 +78,8 @@ TEST(DisconnectLine, EndsUnderEventsThatNeverStop) {
     ktEngineSession live;
     for (int round = 0; round < 2; ++round) {
         ASSERT_TRUE(live.Connect());
-        EXPECT_TRUE(EndsUnderNoise(*live.library, [&] { EXPECT_EQ(live.Run("disconnect"), 0u); }));
-        EXPECT_EQ(live.library->LiveHandles(), 0u);
+        EXPECT_TRUE(EndsUnderNoise(*live.testLibrary, [&] { EXPECT_EQ(live.Run("disconnect"), 0u); }));
+        EXPECT_EQ(live.testLibrary->LiveHandles(), 0u);
         EXPECT_FALSE(live.session.connected);
     }
 }
@@ -88,23 +88,24 @@ TEST(DisconnectLine, EndsATraceUnderEventsThatNeverStop) {
     ktEngineSession live;
     ASSERT_TRUE(live.Connect());
     ASSERT_EQ(live.processor.RunLine("t 100000"), uint32_t{ktCmdQueued});
-    EXPECT_TRUE(EndsUnderNoise(*live.library, [&] { EXPECT_EQ(live.Run("disconnect"), 0u); }));
-    EXPECT_EQ(live.library->LiveHandles(), 0u);
+    EXPECT_TRUE(EndsUnderNoise(*live.testLibrary, [&] { EXPECT_EQ(live.Run("disconnect"), 0u); }));
+    EXPECT_EQ(live.testLibrary->LiveHandles(), 0u);
 }
 
 TEST(DisconnectLine, OfTheUpdatesThatABurstOfEventsLeftOnlyTheOneAtWorkIsWaitedFor) {
     ktEngineSession live;
     ASSERT_TRUE(live.Connect());
-    live.library->ForgetCalls();
-    live.library->Hold("SbGetStateInfo"); // as a target does that died, until the time for an answer is over
-    for (int i = 0; i < 50; ++i) live.library->RaiseEvent(ktSbStopBreakIn);
-    live.library->WaitUntilHeld("SbGetStateInfo");
-    live.library->Fail("SbGetStateInfo");
+    live.testLibrary->ForgetCalls();
+    live.testLibrary->Hold(
+        "SbGetStateInfo"); // as a target does that died, until the time for an answer is over
+    for (int i = 0; i < 50; ++i) live.testLibrary->RaiseEvent(ktSbStopBreakIn);
+    live.testLibrary->WaitUntilHeld("SbGetStateInfo");
+    live.testLibrary->Fail("SbGetStateInfo");
     std::thread ending([&] { EXPECT_EQ(live.processor.RunLine("disconnect"), 0u); });
     while (!live.session.IsEnding()) YieldThread();
-    live.library->Free("SbGetStateInfo");
+    live.testLibrary->Free("SbGetStateInfo");
     ending.join();
-    EXPECT_EQ(live.library->Calls(),
+    EXPECT_EQ(live.testLibrary->Calls(),
               (std::vector<std::string>{"SbGetStateInfo E1", "EngDestroyEngine E1", "TransportDestroy T1"}));
     EXPECT_EQ(live.processor.LastQueuedStatus(), 22u);
     EXPECT_FALSE(live.session.IsEnding());
@@ -113,16 +114,16 @@ TEST(DisconnectLine, OfTheUpdatesThatABurstOfEventsLeftOnlyTheOneAtWorkIsWaitedF
 TEST(DisconnectLine, ATraceOfATargetThatDiesIsWaitedForOneCallLong) {
     ktEngineSession live;
     ASSERT_TRUE(live.Connect());
-    live.library->ForgetCalls();
-    live.library->Hold("SbGetStateInfo");
+    live.testLibrary->ForgetCalls();
+    live.testLibrary->Hold("SbGetStateInfo");
     ASSERT_EQ(live.processor.RunLine("t 100000"), uint32_t{ktCmdQueued});
-    live.library->WaitUntilHeld("SbGetStateInfo");
-    live.library->Fail("SbGetStateInfo");
+    live.testLibrary->WaitUntilHeld("SbGetStateInfo");
+    live.testLibrary->Fail("SbGetStateInfo");
     std::thread ending([&] { EXPECT_EQ(live.processor.RunLine("disconnect"), 0u); });
     while (!live.session.IsEnding()) YieldThread();
-    live.library->Free("SbGetStateInfo");
+    live.testLibrary->Free("SbGetStateInfo");
     ending.join();
-    EXPECT_EQ(live.library->Calls(),
+    EXPECT_EQ(live.testLibrary->Calls(),
               (std::vector<std::string>{"SbStep E1 1", "SbGetStateInfo E1", "EngDestroyEngine E1",
                                         "TransportDestroy T1"}));
     EXPECT_EQ(live.processor.LastQueuedStatus(), 22u);

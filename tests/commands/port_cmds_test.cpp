@@ -1,6 +1,6 @@
 #include "commands/port_cmds.h"
 
-#include "support/command_rig.h"
+#include "support/target_cmd_test.h"
 
 #include <gtest/gtest.h>
 
@@ -12,21 +12,9 @@ using Lines = std::vector<std::string>;
 
 std::string Blanks(size_t count) { return std::string(count, ' '); }
 
-class PortCmds : public testing::Test {
+class PortCmds : public ktTargetCmdTest {
 protected:
-    void SetUp() override {
-        ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
-        rig.target.SetSource(ktAddress::kindIoPort, {0x41, 0x42, 0x43, 0x44});
-        rig.target.ForgetCalls();
-    }
-    uint64_t Run(const char *line) {
-        rig.output.lines.clear();
-        rig.target.ForgetCalls();
-        return rig.Run(line);
-    }
-    const Lines &Output() const { return rig.output.lines; }
-
-    ktCommandRig rig;
+    PortCmds() { rig.target.SetSource(ktAddress::kindIoPort, {0x41, 0x42, 0x43, 0x44}); }
 };
 
 } // namespace

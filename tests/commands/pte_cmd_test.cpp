@@ -1,7 +1,7 @@
 #include "commands/pte_cmd.h"
 
 #include "session/page_walk_result.h"
-#include "support/command_rig.h"
+#include "support/target_cmd_test.h"
 
 #include <gtest/gtest.h>
 
@@ -13,13 +13,9 @@ namespace {
 using Calls = std::vector<std::string>;
 using Lines = std::vector<std::string>;
 
-class PteCmd : public testing::Test {
+class PteCmd : public ktTargetCmdTest {
 protected:
-    void SetUp() override {
-        rig.target.SetCpuId(0x80000008, {0x3027, 0, 0, 0}); // 39 physical bits
-        ASSERT_EQ(rig.Run("connect sable usb3"), 0u);
-        rig.target.ForgetCalls();
-    }
+    PteCmd() { rig.target.SetCpuId(0x80000008, {0x3027, 0, 0, 0}); } // 39 physical bits
     void SetWalk(uint16_t mode, std::initializer_list<uint64_t> entries, uint64_t physical,
                  bool valid = true) {
         ktPageWalkResult walk;
@@ -29,14 +25,6 @@ protected:
         std::copy(entries.begin(), entries.end(), walk.entries);
         rig.target.SetTranslation(walk, physical);
     }
-    uint64_t Run(const char *line) {
-        rig.output.lines.clear();
-        rig.target.ForgetCalls();
-        return rig.Run(line);
-    }
-    const Lines &Output() const { return rig.output.lines; }
-
-    ktCommandRig rig;
 };
 
 } // namespace

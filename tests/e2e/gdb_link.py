@@ -1,10 +1,10 @@
-"""A client of QEMU's debug stub: breakpoints, going on, registers."""
+"""A client of QEMU's debug server: breakpoints, going on, registers."""
 
 import re
 import socket
 import time
 
-# As the stub sends them for a 64-bit machine: names and bytes.
+# As the server sends them for a 64-bit machine: names and bytes.
 LAYOUT = [(name, 8) for name in ("rax", "rbx", "rcx", "rdx", "rsi", "rdi", "rbp", "rsp", "r8", "r9", "r10", "r11",
                                  "r12", "r13", "r14", "r15", "rip")]
 LAYOUT += [(name, 4) for name in ("rfl", "cs", "ss", "ds", "es", "fs", "gs")]
@@ -41,7 +41,7 @@ class GdbLink:
                 return found.group(1).decode()
             more = self.socket.recv(65536)
             if not more:
-                raise ConnectionError("the stub is gone")
+                raise ConnectionError("the server is gone")
             self.buffer += more
 
     def run_to(self, address):

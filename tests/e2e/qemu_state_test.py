@@ -21,7 +21,7 @@ QEMU = which("qemu-system-x86_64")
 SECONDS = 60
 
 LOAD_ADDRESS, NOTE_ADDRESS, NOTE_MAGIC, RAM_KIB = 0x7C00, 0x500, 0x44424C53, 64 << 10
-RESUME_FLAG = 1 << 16  # QEMU has it set behind a breakpoint of the stub
+RESUME_FLAG = 1 << 16  # QEMU has it set behind a breakpoint of its debug server
 GENERAL = ("rax", "rbx", "rcx", "rdx", "rsi", "rdi", "rbp", "rsp", "r8", "r9", "r10", "r11", "r12", "r13", "r14",
            "r15", "rip", "rfl")
 SYSTEM = ("cs", "ss", "fs", "gs", "fs_base", "gs_base", "cr0", "cr3", "cr4", "cr8")
@@ -48,7 +48,7 @@ class Registers(unittest.TestCase):
         note = NOTE_MAGIC | RAM_KIB << 32
         machine = Popen([QEMU, "-display", "none", "-no-reboot", "-net", "none", "-monitor", "none", "-serial", "none",
                          "-bios", folder / "rom", "-m", "64", "-smp", "2", "-cpu", "qemu64,+pdpe1gb", "-S",
-                         "-chardev", f"socket,id=stub,path={folder}/stub,server=on,wait=off", "-gdb", "chardev:stub",
+                         "-chardev", f"socket,id=debug,path={folder}/debug,server=on,wait=off", "-gdb", "chardev:debug",
                          "-device", f"loader,file={LIVE.folder}/demo.img,addr={LOAD_ADDRESS:#x},force-raw=on",
                          "-device", f"loader,addr={NOTE_ADDRESS:#x},data={note:#x},data-len=8"],
                         stdout=DEVNULL, stderr=DEVNULL)
@@ -58,12 +58,12 @@ class Registers(unittest.TestCase):
     def in_qemu(self, addresses):
         with tempfile.TemporaryDirectory() as name:
             self.start_qemu(Path(name))
-            stub = GdbLink(f"{name}/stub", SECONDS)
-            self.addCleanup(stub.close)
+            link = GdbLink(f"{name}/debug", SECONDS)
+            self.addCleanup(link.close)
             rows = []
             for address in addresses:
-                stub.run_to(address)
-                rows.append(stub.registers())
+                link.run_to(address)
+                rows.append(link.registers())
             return rows
 
     @staticmethod

@@ -77,6 +77,51 @@ std::string Hex(const void *bytes, uint32_t size) {
     return out;
 }
 
+// What calls on a handle do that come in several forms.
+
+ktTestEngine::Body TakeHit(uint64_t *hit) {
+    return [=] {
+        *hit = Machine().searchHit;
+        return SABLE_OK;
+    };
+}
+
+ktTestEngine::Body TakeWalk(ktSbRawPageWalk *walk) {
+    return [=] {
+        *walk = Machine().walk;
+        return SABLE_OK;
+    };
+}
+
+ktTestEngine::Body TakeTranslation(uint64_t root, uint64_t address, uint64_t *physical) {
+    return [=] {
+        *physical = engineState.Translate(root, address);
+        return SABLE_OK;
+    };
+}
+
+ktTestEngine::Body ReadDevice(uint64_t place, uint32_t *attribute, void *buffer, uint32_t size,
+                              uint32_t *done) {
+    return [=] {
+        ++*attribute;
+        return Fill(place, buffer, size, done);
+    };
+}
+
+ktTestEngine::Body WriteDevice(uint32_t *attribute, uint32_t size, uint32_t *done) {
+    return [=] {
+        ++*attribute;
+        return Swallow(size, done);
+    };
+}
+
+ktTestEngine::Body TakeDigest(ktSbRawSha1 *digest, uint32_t size, uint32_t *done) {
+    return [=] {
+        std::copy(Machine().digest.begin(), Machine().digest.end(), digest->digest);
+        return Swallow(size, done);
+    };
+}
+
 } // namespace
 
 extern "C" {
@@ -339,74 +384,33 @@ int32_t SbWriteMsr(void *engine, uint32_t number, uint64_t value, uint32_t size)
 int32_t SbSearchVirtualMemory(void *engine, uint64_t root, uint16_t selector, uint64_t start, uint64_t end,
                               const void *pattern, uint32_t patternSize, uint32_t step, uint32_t one,
                               uint64_t *hit) {
-    return Play(
-        __func__,
-        [&] {
-            *hit = Machine().searchHit;
-            return SABLE_OK;
-        },
-        engine, root, uint64_t{selector}, start, end, Hex(pattern, patternSize).c_str(),
-        uint64_t{patternSize}, uint64_t{step}, uint64_t{one});
+    return Play(__func__, TakeHit(hit), engine, root, uint64_t{selector}, start, end,
+                Hex(pattern, patternSize).c_str(), uint64_t{patternSize}, uint64_t{step}, uint64_t{one});
 }
 int32_t SbSearchLinearMemory(void *engine, uint64_t root, uint64_t start, uint64_t end, const void *pattern,
                              uint32_t patternSize, uint32_t step, uint32_t one, uint64_t *hit) {
-    return Play(
-        __func__,
-        [&] {
-            *hit = Machine().searchHit;
-            return SABLE_OK;
-        },
-        engine, root, start, end, Hex(pattern, patternSize).c_str(), uint64_t{patternSize}, uint64_t{step},
-        uint64_t{one});
+    return Play(__func__, TakeHit(hit), engine, root, start, end, Hex(pattern, patternSize).c_str(),
+                uint64_t{patternSize}, uint64_t{step}, uint64_t{one});
 }
 int32_t SbSearchPhysicalMemory(void *engine, uint64_t start, uint64_t end, const void *pattern,
                                uint32_t patternSize, uint32_t step, uint32_t one, uint64_t *hit) {
-    return Play(
-        __func__,
-        [&] {
-            *hit = Machine().searchHit;
-            return SABLE_OK;
-        },
-        engine, start, end, Hex(pattern, patternSize).c_str(), uint64_t{patternSize}, uint64_t{step},
-        uint64_t{one});
+    return Play(__func__, TakeHit(hit), engine, start, end, Hex(pattern, patternSize).c_str(),
+                uint64_t{patternSize}, uint64_t{step}, uint64_t{one});
 }
 int32_t SbWalkPageVirtual(void *engine, uint64_t root, uint16_t selector, uint64_t address,
                           ktSbRawPageWalk *walk) {
-    return Play(
-        __func__,
-        [&] {
-            *walk = Machine().walk;
-            return SABLE_OK;
-        },
-        engine, root, uint64_t{selector}, address);
+    return Play(__func__, TakeWalk(walk), engine, root, uint64_t{selector}, address);
 }
 int32_t SbWalkPageLinear(void *engine, uint64_t root, uint64_t address, ktSbRawPageWalk *walk) {
-    return Play(
-        __func__,
-        [&] {
-            *walk = Machine().walk;
-            return SABLE_OK;
-        },
-        engine, root, address);
+    return Play(__func__, TakeWalk(walk), engine, root, address);
 }
 int32_t SbVirtualToPhysical(void *engine, uint64_t root, uint16_t selector, uint64_t address,
                             uint64_t *physical) {
-    return Play(
-        __func__,
-        [&] {
-            *physical = engineState.Translate(root, address);
-            return SABLE_OK;
-        },
-        engine, root, uint64_t{selector}, address);
+    return Play(__func__, TakeTranslation(root, address, physical), engine, root, uint64_t{selector},
+                address);
 }
 int32_t SbLinearToPhysical(void *engine, uint64_t root, uint64_t address, uint64_t *physical) {
-    return Play(
-        __func__,
-        [&] {
-            *physical = engineState.Translate(root, address);
-            return SABLE_OK;
-        },
-        engine, root, address);
+    return Play(__func__, TakeTranslation(root, address, physical), engine, root, address);
 }
 int32_t SbSetBreakPoint(void *engine, uint64_t physical, uint16_t *number) {
     return Play(
@@ -509,95 +513,46 @@ int32_t SbGetBreakPointFilterInfo(void *engine, ktSbRawFilter *records, uint16_t
 }
 int32_t SbReadMmioVirtual(void *engine, uint64_t root, uint16_t selector, uint64_t address, uint8_t width,
                           uint32_t *attribute, void *buffer, uint32_t size, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            ++*attribute;
-            return Fill(address, buffer, size, done);
-        },
-        engine, root, uint64_t{selector}, address, uint64_t{width}, uint64_t{*attribute}, uint64_t{size});
+    return Play(__func__, ReadDevice(address, attribute, buffer, size, done), engine, root,
+                uint64_t{selector}, address, uint64_t{width}, uint64_t{*attribute}, uint64_t{size});
 }
 int32_t SbWriteMmioVirtual(void *engine, uint64_t root, uint16_t selector, uint64_t address, uint8_t width,
                            uint32_t *attribute, const void *buffer, uint32_t size, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            ++*attribute;
-            return Swallow(size, done);
-        },
-        engine, root, uint64_t{selector}, address, uint64_t{width}, uint64_t{*attribute},
-        Hex(buffer, size).c_str(), uint64_t{size});
+    return Play(__func__, WriteDevice(attribute, size, done), engine, root, uint64_t{selector}, address,
+                uint64_t{width}, uint64_t{*attribute}, Hex(buffer, size).c_str(), uint64_t{size});
 }
 int32_t SbReadMmioLinear(void *engine, uint64_t root, uint64_t address, uint8_t width, uint32_t *attribute,
                          void *buffer, uint32_t size, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            ++*attribute;
-            return Fill(address, buffer, size, done);
-        },
-        engine, root, address, uint64_t{width}, uint64_t{*attribute}, uint64_t{size});
+    return Play(__func__, ReadDevice(address, attribute, buffer, size, done), engine, root, address,
+                uint64_t{width}, uint64_t{*attribute}, uint64_t{size});
 }
 int32_t SbWriteMmioLinear(void *engine, uint64_t root, uint64_t address, uint8_t width, uint32_t *attribute,
                           const void *buffer, uint32_t size, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            ++*attribute;
-            return Swallow(size, done);
-        },
-        engine, root, address, uint64_t{width}, uint64_t{*attribute}, Hex(buffer, size).c_str(),
-        uint64_t{size});
+    return Play(__func__, WriteDevice(attribute, size, done), engine, root, address, uint64_t{width},
+                uint64_t{*attribute}, Hex(buffer, size).c_str(), uint64_t{size});
 }
 int32_t SbReadMmioPhysical(void *engine, uint64_t address, uint8_t width, uint32_t *attribute, void *buffer,
                            uint32_t size, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            ++*attribute;
-            return Fill(address, buffer, size, done);
-        },
-        engine, address, uint64_t{width}, uint64_t{*attribute}, uint64_t{size});
+    return Play(__func__, ReadDevice(address, attribute, buffer, size, done), engine, address,
+                uint64_t{width}, uint64_t{*attribute}, uint64_t{size});
 }
 int32_t SbWriteMmioPhysical(void *engine, uint64_t address, uint8_t width, uint32_t *attribute,
                             const void *buffer, uint32_t size, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            ++*attribute;
-            return Swallow(size, done);
-        },
-        engine, address, uint64_t{width}, uint64_t{*attribute}, Hex(buffer, size).c_str(), uint64_t{size});
+    return Play(__func__, WriteDevice(attribute, size, done), engine, address, uint64_t{width},
+                uint64_t{*attribute}, Hex(buffer, size).c_str(), uint64_t{size});
 }
 int32_t SbComputeSha1Virtual(void *engine, uint64_t root, uint16_t selector, uint64_t address, uint32_t size,
                              ktSbRawSha1 *digest, uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            std::copy(Machine().digest.begin(), Machine().digest.end(), digest->digest);
-            return Swallow(size, done);
-        },
-        engine, root, uint64_t{selector}, address, uint64_t{size});
+    return Play(__func__, TakeDigest(digest, size, done), engine, root, uint64_t{selector}, address,
+                uint64_t{size});
 }
 int32_t SbComputeSha1Linear(void *engine, uint64_t root, uint64_t address, uint32_t size, ktSbRawSha1 *digest,
                             uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            std::copy(Machine().digest.begin(), Machine().digest.end(), digest->digest);
-            return Swallow(size, done);
-        },
-        engine, root, address, uint64_t{size});
+    return Play(__func__, TakeDigest(digest, size, done), engine, root, address, uint64_t{size});
 }
 int32_t SbComputeSha1Physical(void *engine, uint64_t address, uint32_t size, ktSbRawSha1 *digest,
                               uint32_t *done) {
-    return Play(
-        __func__,
-        [&] {
-            std::copy(Machine().digest.begin(), Machine().digest.end(), digest->digest);
-            return Swallow(size, done);
-        },
-        engine, address, uint64_t{size});
+    return Play(__func__, TakeDigest(digest, size, done), engine, address, uint64_t{size});
 }
 
 #define WRITTEN_ABOVE(name, parameters)

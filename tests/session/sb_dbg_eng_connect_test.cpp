@@ -12,19 +12,6 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-const Calls connectCalls = {
-    "TransportCreate A",
-    "TransportGetInterfaceName T1 0 80",
-    "TransportSetInterfaceName T1 \"demo\"",
-    "TransportSetRawDataCallback T1",
-    "EngCreateEngine",
-    "EngAssignTransport E1 T1",
-    "SbSetEventCallback E1",
-    "EngStart E1",
-    "EngSetRequestTimeout E1 BB8",
-    "EngSetRequestRetryCount E1 1",
-};
-
 class SbDbgEngConnect : public testing::Test {
 protected:
     void SetUp() override {
@@ -44,7 +31,7 @@ protected:
 
 struct FailingStep {
     const char *function;
-    size_t callsBefore; ///< of connectCalls, and this one
+    size_t callsBefore; ///< of ktConnectCalls, and this one
     Calls closing;
 };
 
@@ -64,7 +51,7 @@ class SbDbgEngFailingStep : public SbDbgEngConnect, public testing::WithParamInt
 
 TEST_F(SbDbgEngConnect, CallsTheLibraryInOrder) {
     EXPECT_EQ(engine->Connect(ktTransportLocal, nullptr), 0);
-    EXPECT_EQ(library->Calls(), connectCalls);
+    EXPECT_EQ(library->Calls(), ktConnectCalls);
     EXPECT_TRUE(engine->IsOpen());
     EXPECT_TRUE(engine->IsAutoInterface());
     EXPECT_STREQ(engine->InterfaceName(), "demo");
@@ -151,7 +138,7 @@ TEST_P(SbDbgEngFailingStep, ClosesAndReturnsTheStatus) {
     const FailingStep &step = GetParam();
     library->Fail(step.function, -42);
     EXPECT_EQ(engine->Connect(ktTransportLocal, nullptr), -42);
-    Calls expected(connectCalls.begin(), connectCalls.begin() + static_cast<ptrdiff_t>(step.callsBefore));
+    Calls expected(ktConnectCalls.begin(), ktConnectCalls.begin() + static_cast<ptrdiff_t>(step.callsBefore));
     expected.insert(expected.end(), step.closing.begin(), step.closing.end());
     EXPECT_EQ(library->Calls(), expected);
     ExpectClosed();
@@ -172,7 +159,7 @@ TEST_F(SbDbgEngConnect, TimeoutAndRetriesMayFail) {
     library->Fail("EngSetRequestRetryCount");
     EXPECT_EQ(engine->Connect(ktTransportLocal, nullptr), 0);
     EXPECT_TRUE(engine->IsOpen());
-    EXPECT_EQ(library->Calls(), connectCalls);
+    EXPECT_EQ(library->Calls(), ktConnectCalls);
 }
 
 TEST_F(SbDbgEngConnect, ConnectOnAnOpenEngineClosesItFirst) {

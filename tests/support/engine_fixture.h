@@ -6,6 +6,8 @@
 #include "support/test_engine.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 /// The engine library for tests, bound as the process's one while this lives, and its script.
 class ktTestEngineLibrary {
@@ -42,4 +44,18 @@ private:
 
     std::unique_ptr<ktDynamicLibrary> control; // keeps the script alive while no engine uses the library
     ktTestEngine *engine = nullptr;
+};
+
+/// What connecting without an address asks of the library.
+inline const std::vector<std::string> ktConnectCalls = {
+    "TransportCreate A",
+    "TransportGetInterfaceName T1 0 80",
+    "TransportSetInterfaceName T1 \"demo\"",
+    "TransportSetRawDataCallback T1",
+    "EngCreateEngine",
+    "EngAssignTransport E1 T1",
+    "SbSetEventCallback E1",
+    "EngStart E1",
+    "EngSetRequestTimeout E1 BB8",
+    "EngSetRequestRetryCount E1 1",
 };

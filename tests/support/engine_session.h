@@ -24,9 +24,9 @@ public:
     static constexpr uint64_t cr3 = 0x1A5003;
 
     ktEngineSession() : session(host, {ktFakeDisasm::Create, CreateSet, ktSbDbgEng::Create}) {
-        library->Map(0x400000, 0x4000);
-        library->Map(0x700000, 0x1000);
-        library->With([](ktTestEngine::Machine &m) {
+        testLibrary->Map(0x400000, 0x4000);
+        testLibrary->Map(0x700000, 0x1000);
+        testLibrary->With([](ktTestEngine::Machine &m) {
             m.context.rip = ip;
             m.context.rsp = 0x700010;
             m.context.cr3 = cr3;
@@ -66,7 +66,7 @@ public:
     }
     std::vector<std::string> Output() { return TakeLines(output); }
 
-    ktTestEngineLibrary library;
+    ktTestEngineLibrary testLibrary;
     ktFakeHost host;
     ktLogLines output;
     ktLogLines remote;
