@@ -16,6 +16,7 @@ endif()
 file(GLOB_RECURSE allSources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp)
 file(GLOB platformSources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/src/platform/*.cpp ${PROJECT_SOURCE_DIR}/src/platform/${SABLE_SYSTEM}/*.cpp)
+file(GLOB windowSources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/platform/${SABLE_SYSTEM}/window/*.cpp)
 
 set(SABLE_FLOORS)
 set(SABLE_STEMS)
@@ -40,7 +41,7 @@ endforeach()
 foreach(source IN LISTS allSources)
     file(RELATIVE_PATH stem ${PROJECT_SOURCE_DIR}/src ${source})
     string(REGEX REPLACE "\\.cpp$" "" stem ${stem})
-    if(NOT stem IN_LIST SABLE_STEMS AND NOT stem MATCHES "^(platform|app/batch)/")
+    if(NOT stem IN_LIST SABLE_STEMS AND NOT stem MATCHES "^(platform|app/batch|app/windows)/")
         message(WARNING "src/${stem}.cpp is not compiled: cmake/floors.txt does not have it.")
     endif()
 endforeach()
@@ -75,3 +76,19 @@ find_package(Threads REQUIRED)
 sable_floor_needs(platform Threads::Threads ${CMAKE_DL_LIBS})
 find_package(XED REQUIRED)
 sable_floor_needs(disasm XED::XED)
+
+# The native windows are a library beside the platform floor, so that only programs with windows link them.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(WINDOW_SYSTEM REQUIRED IMPORTED_TARGET sdl2 x11 xrandr fontconfig)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+set(windowIcon ${PROJECT_BINARY_DIR}/generated/window_icon.inc)
+add_custom_command(OUTPUT ${windowIcon}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/generated
+    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/cmake/icon_pixels.py
+        ${PROJECT_SOURCE_DIR}/docs/desktop/sabledbg.png ${windowIcon}
+    DEPENDS ${PROJECT_SOURCE_DIR}/cmake/icon_pixels.py ${PROJECT_SOURCE_DIR}/docs/desktop/sabledbg.png)
+add_library(sable_window_system STATIC ${windowSources} ${windowIcon})
+target_include_directories(sable_window_system PRIVATE ${PROJECT_BINARY_DIR}/generated)
+target_link_libraries(sable_window_system PUBLIC sable_platform PRIVATE PkgConfig::WINDOW_SYSTEM)
+find_package(Freetype REQUIRED)
+sable_floor_needs(gui sable_window_system Freetype::Freetype)

@@ -1,4 +1,9 @@
-# The programs. Sources under src/app/batch/ that stand in no floor belong to sabledbg-batch alone.
+# The programs. Sources under src/app/batch/ that stand in no floor belong to sabledbg-batch alone, those under
+# src/app/windows/ to sabledbg.
+
+add_executable(sabledbg src/app/windows/main.cpp)
+set_target_properties(sabledbg PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+target_link_libraries(sabledbg PRIVATE ${SABLE_TOP_FLOOR})
 
 file(GLOB batchSources CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/src/app/batch/*.cpp)
 foreach(stem IN LISTS SABLE_STEMS)
@@ -13,7 +18,7 @@ if(batchSources)
     target_compile_definitions(sabledbg-batch PRIVATE SABLE_VERSION="${PROJECT_VERSION}")
     # The engine library is found beside the program by its bare name.
     set_target_properties(sabledbg-batch PROPERTIES BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
-    target_link_libraries(sabledbg-batch PRIVATE ${SABLE_TOP_FLOOR} CLI11::CLI11 PkgConfig::EDIT)
+    target_link_libraries(sabledbg-batch PRIVATE sable_app CLI11::CLI11 PkgConfig::EDIT)
 endif()
 
 # What ./run builds.
@@ -26,6 +31,11 @@ endforeach()
 
 # The engine library and the demo guest's files stand beside the programs, where these look for them.
 install(TARGETS SableEng DESTINATION bin)
+install(TARGETS sabledbg DESTINATION bin)
+install(FILES docs/desktop/sabledbg.desktop DESTINATION share/applications)
+install(FILES docs/desktop/sabledbg.metainfo.xml DESTINATION share/metainfo)
+install(FILES docs/desktop/sabledbg.svg DESTINATION share/icons/hicolor/scalable/apps)
+install(FILES docs/desktop/sabledbg.png DESTINATION share/icons/hicolor/256x256/apps)
 if(TARGET sabledbg-batch)
     install(TARGETS sabledbg-batch DESTINATION bin)
     install(FILES docs/sabledbg-batch.1 DESTINATION share/man/man1)

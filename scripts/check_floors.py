@@ -24,8 +24,8 @@ SYSTEM_HEADER = re.compile(
 
 TABLE = "cmake/floors.txt"
 PLATFORM = "platform"    # takes all of src/platform/
-PROGRAMS = "programs"    # above the table: what src/app/batch/ holds beside the listed stems
-PROGRAM_FOLDER = "app/batch/"
+PROGRAMS = "programs"    # above the table: what these folders of src/ hold beside the listed stems
+PROGRAM_FOLDERS = ("app/batch/", "app/windows/")
 GUEST = "engine/guest"   # a program of its own, whose includes start at its folder
 
 
@@ -64,7 +64,7 @@ class Checker:
         if relative.startswith("platform/"):
             return PLATFORM
         stem = relative.rsplit(".", 1)[0]
-        if stem not in self.floor_of and relative.startswith(PROGRAM_FOLDER):
+        if stem not in self.floor_of and relative.startswith(PROGRAM_FOLDERS):
             return PROGRAMS
         return self.floor_of.get(stem)
 

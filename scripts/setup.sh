@@ -7,8 +7,9 @@
 set -euo pipefail
 
 buildPackages=(ca-certificates cmake ninja-build g++ pkg-config python3 binutils
-    libgtest-dev libbenchmark-dev libcli11-dev libedit-dev nettle-dev)
-testPackages=(clang lld gcc-mingw-w64-x86-64)
+    libgtest-dev libbenchmark-dev libcli11-dev libedit-dev nettle-dev
+    libsdl2-dev libfreetype-dev libfontconfig-dev libx11-dev libxrandr-dev fonts-mononoki libgl1 libgl1-mesa-dri)
+testPackages=(clang lld gcc-mingw-w64-x86-64 xvfb xdotool xclip x11-xserver-utils x11-xkb-utils)
 devPackages=(git clang-19 clang-format-19 clang-tidy-19 libclang-rt-19-dev qemu-system-x86)
 
 fail() {

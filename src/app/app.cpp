@@ -1,5 +1,6 @@
 #include "app/app.h"
 
+#include "app/app_gui.h"
 #include "app/circular_lines.h"
 #include "app/log.h"
 #include "app/log_lines.h"
@@ -29,7 +30,7 @@ bool InsertEngineName(ktCmdProcessor &processor, const char *name) {
 
 } // namespace
 
-ktApp::ktApp(ktHost &facts) : host(facts) {}
+ktApp::ktApp(ktHost &facts, GuiFactory guiFactory) : host(facts), createGui(guiFactory) {}
 
 ktApp::~ktApp() { Shutdown(); }
 
@@ -67,7 +68,7 @@ bool ktApp::Build() {
     SetLogSink(logLines.get()); // even without a pool, so that what follows has a home for its messages
     if (!poolStarted) return false;
     CreateSession();
-    return CreateCommandSystem() && RegisterEngines();
+    return CreateCommandSystem() && RegisterEngines() && CreateGui() && LinkGui();
 }
 
 bool ktApp::CreateLineStores() {
@@ -94,13 +95,19 @@ bool ktApp::CreateCommandSystem() {
     processor = std::make_unique<ktCmdProcessor>();
     startupSet = std::make_unique<ktStartupCmdSet>();
     if (!processor->StartWorker() || !processor->RegisterSet(startupSet.get())) return false;
+    const ktCmdContext context = CommandContext();
+    for (uint64_t i = 0; ktCmd *command = startupSet->GetCommand(i); ++i) command->SetCmdContext(context);
+    return true;
+}
+
+/// What the commands of the startup set get. `gui` is null until the windows stand.
+ktCmdContext ktApp::CommandContext() {
     ktCmdContext context;
     context.session = session.get();
     context.output = outputLines.get();
     context.processor = processor.get();
-    context.gui = gui;
-    for (uint64_t i = 0; ktCmd *command = startupSet->GetCommand(i); ++i) command->SetCmdContext(context);
-    return true;
+    context.gui = gui.get();
+    return context;
 }
 
 bool ktApp::RegisterEngines() {
@@ -116,14 +123,38 @@ bool ktApp::RegisterEngines() {
     return inserted;
 }
 
+bool ktApp::CreateGui() {
+    if (!createGui) return true;
+    gui = createGui();
+    return gui && gui->Start();
+}
+
+/// The quit command learns of the window that it closes whether a window is missing or not.
+bool ktApp::LinkGui() {
+    if (!gui) return true;
+    ktGuiWiring wiring;
+    wiring.processor = processor.get();
+    wiring.outputLines = outputLines.get();
+    wiring.logLines = logLines.get();
+    wiring.remoteLines = remoteLines.get();
+    wiring.session = session.get();
+    const bool linked = gui->Link(wiring);
+    session->gui = gui.get();
+    if (ktCmd *quit = processor->FindCommand("q")) quit->SetCmdContext(CommandContext());
+    return linked;
+}
+
 void ktApp::Shutdown() {
     if (session) {
         // Before anything else goes, so that no view receives data any more. This stops the commands as well,
         // and first shuts out events, each of which would type one line more.
         session->Disconnect();
         session->cmdProcessor = nullptr;
-        session.reset();
+        session->gui = nullptr;
     }
+    if (gui) gui->Stop();
+    gui.reset();
+    session.reset();
     startupSet.reset();
     processor.reset();
     if (taskPool) taskPool->Stop();

@@ -7,21 +7,25 @@
 #include <string>
 #include <vector>
 
+class ktAppGui;
 class ktCircularLines;
 class ktCmdProcessor;
 class ktEngineLibrary;
-class ktGui;
 class ktLogLines;
 class ktSession;
 class ktStartupCmdSet;
 class ktTaskPool;
+struct ktCmdContext;
 
 /// The root object: builds everything in a fixed order, wires it, and tears it down in a fixed order.
 /// Start and Shutdown run on the entry thread. There is no restart.
 class ktApp {
 public:
-    /// `facts` are asked for memory and processors at start.
-    explicit ktApp(ktHost &facts = SystemHost());
+    using GuiFactory = std::unique_ptr<ktAppGui> (*)();
+
+    /// `facts` are asked for memory and processors at start. `guiFactory` makes the windows; without it there
+    /// are none, and everything else is the same.
+    explicit ktApp(ktHost &facts = SystemHost(), GuiFactory guiFactory = nullptr);
     ~ktApp();
     ktApp(const ktApp &) = delete;
     ktApp &operator=(const ktApp &) = delete;
@@ -45,7 +49,7 @@ public:
     std::unique_ptr<ktLogLines> outputLines;   ///< command output
     std::unique_ptr<ktCircularLines> logLines; ///< the system's own log
     std::unique_ptr<ktLogLines> remoteLines;   ///< text that arrives from the target
-    ktGui *gui = nullptr;
+    std::unique_ptr<ktAppGui> gui;             ///< null in a program without windows
     std::unique_ptr<ktTaskPool> taskPool;
 
 private:
@@ -55,6 +59,10 @@ private:
     void CreateSession();
     bool CreateCommandSystem();
     bool RegisterEngines();
+    bool CreateGui();
+    bool LinkGui();
+    ktCmdContext CommandContext();
 
     ktHost &host;
+    GuiFactory createGui;
 };

@@ -4,9 +4,9 @@ class ktDisasm;
 class ktSession;
 
 /// What the floors below the windows know of them.
-class ktGui {
+class ktGuiLink {
 public:
-    virtual ~ktGui() = default;
+    virtual ~ktGuiLink() = default;
     /// The session and its disassembler while connected; two nulls when it ends.
     virtual void SetSession(ktSession *session, ktDisasm *disasm) = 0;
     /// Asks the main window to close, when there is one. Does not wait.

@@ -53,7 +53,7 @@ struct ktNeedsProcessor {
 struct ktNeedsGui {
     void Take(const ktCmdContext &context) { gui = context.gui; }
     void Give(ktCmdContext &context) const { context.gui = gui; }
-    ktGui *gui = nullptr;
+    ktGuiLink *gui = nullptr;
 };
 
 /// A table-described command that keeps just the named members of the context, as the members `session`,

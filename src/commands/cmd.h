@@ -4,7 +4,7 @@
 
 struct ktCmdArg;
 class ktCmdProcessor;
-class ktGui;
+class ktGuiLink;
 class ktLines;
 class ktSession;
 class ktTaskPool;
@@ -43,7 +43,7 @@ struct ktCmdContext {
     ktLines *output = nullptr;
     ktTaskPool *pool = nullptr; ///< the application's pool
     ktCmdProcessor *processor = nullptr;
-    ktGui *gui = nullptr;
+    ktGuiLink *gui = nullptr;
 };
 
 /// A user action. Execute runs on the thread that IsSynchronous chooses.

@@ -68,8 +68,8 @@ void ktUCmd::SetUpDisasm(ktSpace &space) const {
     session->disasm->SetSpace(&space);
     if (session->engineType == ktEngineStatic) {
         session->disasm->SetMode(ktModeLong64);
-    } else if (const ktSnapshot *snapshot = session->publishedSnapshot) {
-        session->disasm->SetMode(static_cast<int32_t>(snapshot->context.mode));
+    } else if (session->publishedSnapshot) {
+        session->disasm->SetMode(static_cast<int32_t>(session->stopMode));
     }
 }
 

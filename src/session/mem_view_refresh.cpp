@@ -45,7 +45,12 @@ bool ktSession::RefreshMemViews() {
 
 bool ktSession::RefreshMemView(ktMemViewRequest &request) {
     if (request.paused || request.pending == 0) return true;
-    ktAddress address = request.address;
+    ktLockGuard content(request.contentLock);
+    ktAddress address;
+    {
+        ktLockGuard guard(request.addressLock);
+        address = request.address;
+    }
     ktSpace *space = nullptr;
     if (HasPageTables(address) && spaces) {
         space = address.root ? spaces->Find(address.root) : spaces->Current();

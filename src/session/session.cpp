@@ -132,7 +132,10 @@ void ktSession::EndQueuedCommands() {
 
 void ktSession::TearDown() {
     SetEvents(Events::dropped);
-    if (gui) gui->SetSession(nullptr, nullptr);
+    {
+        ktLockGuard guard(viewLock); // a frame may still be using what goes
+        if (gui) gui->SetSession(nullptr, nullptr);
+    }
     if (cmdProcessor) cmdProcessor->symbolStore = nullptr;
     spaces.reset();
     cpuIdentity.reset();
@@ -144,6 +147,7 @@ void ktSession::TearDown() {
     publishedSnapshot = nullptr;
     heldSnapshot = nullptr;
     stopRoot = 0;
+    stopMode = ktModeUnknown;
     for (ktSnapshot &snapshot : snapshots) {
         ktLockGuard guard(snapshot.lock); // a frame may still be drawing from it
         snapshot.Reset();

@@ -17,7 +17,7 @@ class ktCmdSet;
 class ktDbgEng;
 class ktDisasm;
 class ktGfxCapture;
-class ktGui;
+class ktGuiLink;
 class ktHost;
 class ktLines;
 class ktPciAccess;
@@ -93,15 +93,20 @@ public:
     /// cr3 of the published snapshot; while the target runs, of the stop before. It is here for commands,
     /// which must not wait for the snapshot's lock.
     std::atomic<uint64_t> stopRoot{0};
+    std::atomic<uint32_t> stopMode{0}; ///< the processor's mode there, likewise
     std::unique_ptr<ktCmdSet> sessionCmdSet;
     ktCmdSet *previousCmdSet = nullptr; ///< restored by Disconnect
     ktCmdProcessor *cmdProcessor = nullptr;
-    ktGui *gui = nullptr;
+    ktGuiLink *gui = nullptr;
     ktLines *outputLines = nullptr; ///< store of command output
     ktLines *logLines = nullptr;    ///< sink of target text, handed to the engine
     ktTaskPool *taskPool = nullptr;
     std::unique_ptr<ktDisasm> disasm;
     ktCriticalSection disasmLock; ///< held by whoever uses `disasm`, from setting it up to its last result
+    /// Held by the render thread while a frame uses what the session owns (disassembler, spaces and their
+    /// modules), and by whoever takes some of that away; those wait for one frame at most. The render thread
+    /// only tries to enter. Taken before every other lock.
+    ktCriticalSection viewLock;
     ktSymbolLocator *symbolStore = nullptr;
     std::unique_ptr<ktBreakPointManager> breakPoints;
     std::unique_ptr<ktCpuIdentity> cpuIdentity;

@@ -52,6 +52,7 @@ void ktSession::PublishSnapshot(ktSnapshot *snapshot, uint64_t number) {
     const bool isNewest = number >= numberToPublish;
     const bool hasRoot = (snapshot->context.validMask >> ktRegCr3 & 1) != 0;
     if (isNewest && hasRoot) stopRoot = snapshot->context.values[ktRegCr3];
+    if (isNewest) stopMode = snapshot->context.mode;
     snapshot->lock.Leave();
     if (!isNewest) return;
     numberToPublish = number + 1;

@@ -1,6 +1,6 @@
 #include "session/snapshot.h"
 
-void ktSnapshot::Reset() {
+void ktSnapshotState::Reset() {
     coreCount = 0;
     currentCore = 0;
     space = nullptr;

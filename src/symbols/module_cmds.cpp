@@ -116,6 +116,7 @@ uint32_t ktUmCmd::Execute(ktCmdArg *args, uint32_t argCount) {
     const char *name = argCount > 0 ? args[0].ValueText() : nullptr;
     ktModule *module = space && name ? space->FindModule(name) : nullptr;
     if (!module) return ktCmdNotFound;
+    const ktLockGuard guard(session->viewLock); // a frame may be showing one of its names
     space->RemoveModule(module);
     return ktCmdOk;
 }
@@ -126,6 +127,9 @@ uint32_t ktCmCmd::Execute(ktCmdArg *, uint32_t) {
     if (!HasSpaces(session)) return ktCmdNoSpaces;
     ktSpace *space = session->spaces->Current();
     const uint64_t count = space ? space->ModuleCount() : 0;
-    for (uint64_t i = 0; i < count; ++i) space->RemoveModule(space->GetModule(0));
+    for (uint64_t i = 0; i < count; ++i) {
+        const ktLockGuard guard(session->viewLock);
+        space->RemoveModule(space->GetModule(0));
+    }
     return ktCmdOk;
 }

@@ -66,12 +66,6 @@ public:
     EngineLoader &operator=(const EngineLoader &) = delete;
 };
 
-/// A target at an address with code and stack.
-void StopTarget(const ktTestEngineLibrary &library) {
-    library->Map(0, 0x10000);
-    library->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
-}
-
 class StartedApp : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -135,7 +129,7 @@ TEST_F(StartedApp, WithoutAnEngineLibraryOnlyTheStaticEngineIsThere) {
 
 TEST(AppEngines, WithAnEngineLibraryBothEnginesAreThere) {
     const ktTestEngineLibrary library;
-    StopTarget(library);
+    library.StopTarget();
     ktFakeHost host;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));
@@ -158,7 +152,7 @@ TEST(AppEngines, WithAnEngineLibraryBothEnginesAreThere) {
 
 TEST(AppEngines, ALibraryThatOnlyAConnectionBoundStaysWhenTheApplicationGoes) {
     const ktTestEngineLibrary library;
-    StopTarget(library);
+    library.StopTarget();
     ktEngineLibrary::SetLoader(LoadNothing);
     ktFakeHost host;
     ktApp app(host);
@@ -274,7 +268,7 @@ TEST(AppShutdown, EndsACommandThatHasNotEvenBegun) {
 
 TEST(AppShutdown, EndsUnderEventsThatNeverStop) {
     const ktTestEngineLibrary library;
-    StopTarget(library);
+    library.StopTarget();
     ktFakeHost host;
     ktApp app(host);
     ASSERT_TRUE(app.Init(nullptr, nullptr, "", 0));

@@ -55,13 +55,13 @@ TEST(CmdWith, KeepsJustTheNamedMembersOfTheContext) {
     command.SetCmdContext(context);
     EXPECT_EQ(command.Execute(nullptr, 0), ktCmdOk);
     ktCmdContext out;
-    out.gui = reinterpret_cast<ktGui *>(&object);
+    out.gui = reinterpret_cast<ktGuiLink *>(&object);
     command.GetCmdContext(&out);
     EXPECT_EQ(out.session, context.session);
     EXPECT_EQ(out.output, context.output);
     EXPECT_EQ(out.pool, nullptr);
     EXPECT_EQ(out.processor, nullptr);
-    EXPECT_EQ(out.gui, reinterpret_cast<ktGui *>(&object)); // another command's, untouched
+    EXPECT_EQ(out.gui, reinterpret_cast<ktGuiLink *>(&object)); // another command's, untouched
     command.GetCmdContext(nullptr);
 }
 

@@ -242,14 +242,15 @@ TEST_F(UCmd, StaticEngineMeans64Bit) {
 TEST_F(UCmd, TargetsModeComesFromTheSnapshot) {
     target.session.engineType = ktEngineSable;
     ktSnapshot snapshot;
-    snapshot.context.mode = ktModeCompat32;
+    target.session.stopMode = ktModeCompat32;
     target.session.publishedSnapshot = &snapshot;
     EXPECT_EQ(Run({"101000", "1"}), ktCmdOk);
     EXPECT_EQ(disasm->GetMode(), ktModeCompat32);
-    snapshot.context.mode = ktModeUnknown; // the last mode stays
+    target.session.stopMode = ktModeUnknown; // the last mode stays
     EXPECT_EQ(Run({"101000", "1"}), ktCmdOk);
     EXPECT_EQ(disasm->GetMode(), ktModeCompat32);
     target.session.publishedSnapshot = nullptr;
+    target.session.stopMode = ktModeReal; // of no stop any more
     EXPECT_EQ(Run({"101000", "1"}), ktCmdOk);
     EXPECT_EQ(disasm->GetMode(), ktModeCompat32);
 }

@@ -21,7 +21,10 @@ class Installed(unittest.TestCase):
             subprocess.run([CMAKE, "--install", LIVE.folder.parent, "--prefix", folder], check=True,
                            stdout=subprocess.DEVNULL)
             bin_folder = Path(folder) / "bin"
-            self.assertTrue((Path(folder) / "share/man/man1/sabledbg-batch.1").is_file())
+            for name in ("bin/sabledbg", "share/man/man1/sabledbg-batch.1", "share/applications/sabledbg.desktop",
+                         "share/metainfo/sabledbg.metainfo.xml", "share/icons/hicolor/256x256/apps/sabledbg.png",
+                         "share/icons/hicolor/scalable/apps/sabledbg.svg"):
+                self.assertTrue((Path(folder) / name).is_file(), name)
             done = subprocess.run([bin_folder / "sabledbg-batch", "--status"], cwd=bin_folder, text=True, timeout=60,
                                   input="connect sable local\nlmf demo.elf\nxl demo!*|kernelLoop\n",
                                   stdout=subprocess.PIPE)

@@ -32,6 +32,12 @@ public:
         return library ? &library->Table() : nullptr;
     }
 
+    /// A target that stands in memory that can be read, so that a connection succeeds.
+    void StopTarget() const {
+        engine->Map(0, 0x10000);
+        engine->With([](ktTestEngine::Machine &m) { m.context.rip = m.context.rsp = 0x2000; });
+    }
+
 private:
     static std::unique_ptr<ktDynamicLibrary> Load() {
         return LoadDynamicLibrary(DynamicLibraryName("test_engine").c_str());

@@ -7,7 +7,7 @@
 #include <vector>
 
 /// Writes down what it is told.
-class ktFakeGui final : public ktGui {
+class ktFakeGui final : public ktGuiLink {
 public:
     void SetSession(ktSession *newSession, ktDisasm *newDisasm) override {
         session = newSession;

@@ -1,0 +1,3 @@
+#include "gui/address_input.h"
+
+bool ktAddressInput::OnEnter() { return ParseAddress(text.Copy().data(), address); }
