@@ -1,7 +1,6 @@
 #pragma once
 
-#include "gui/draw_list.h"
-#include "gui/font.h"
+#include "support/drawn_glyphs.h"
 
 #include <cstdint>
 #include <string>
@@ -19,20 +18,14 @@ struct ktDrawnRun {
 /// Reads the text batch back, with the list's font. A glyph that a clip rectangle has cut begins a run of its
 /// own.
 inline std::vector<ktDrawnRun> DrawnRuns(ktDrawList &list) {
-    const ktFont &font = *list.font;
     std::vector<ktDrawnRun> runs;
     int32_t pen = 0;
-    for (uint32_t vertex = 0; vertex < list.text.vertex_count; vertex += 4) {
-        const ktTexturedVertex &corner = *list.text.TexturedAt(static_cast<int32_t>(vertex));
-        uint32_t index = 0;
-        while (index + 1 < font.char_count && font.glyphs[index].left_u != corner.u) ++index;
-        const ktGlyph &glyph = font.glyphs[index];
-        const int32_t x = corner.x - glyph.bearing_x;
-        const int32_t y = corner.y + glyph.bearing_y + 3 - static_cast<int32_t>(font.atlas_height);
-        if (runs.empty() || runs.back().y != y || pen != x) runs.push_back({x, y, {}, {}});
-        runs.back().text += static_cast<char>(font.first_char + index);
-        runs.back().colors.push_back(corner.color);
-        pen = x + static_cast<int32_t>(glyph.advance >> 6);
+    for (const ktDrawnGlyph &glyph : DrawnGlyphs(list)) {
+        if (runs.empty() || runs.back().y != glyph.y || pen != glyph.x)
+            runs.push_back({glyph.x, glyph.y, {}, {}});
+        runs.back().text += glyph.character;
+        runs.back().colors.push_back(glyph.color);
+        pen = glyph.x + glyph.advance;
     }
     return runs;
 }

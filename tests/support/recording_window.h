@@ -12,12 +12,33 @@
 /// What happened to components and windows, in order, each entry after the name of whom it happened to.
 using ktEventLog = std::vector<std::string>;
 
-/// Writes down its calls, and answers what it is told to.
-class ktRecordingComponent final : public ktComponent {
+/// Writes calls down under a name, and answers what it is told to.
+class ktEventNotes {
+public:
+    ktEventNotes(ktEventLog &newLog, const char *newName) : log(newLog), name(newName) {}
+
+    bool answer = false;
+
+protected:
+    bool Note(const std::string &what) {
+        log.push_back(name + ' ' + what);
+        return answer;
+    }
+    bool NoteAt(const char *what, int32_t px, int32_t py) {
+        return Note(std::string(what) + ' ' + std::to_string(px) + ' ' + std::to_string(py));
+    }
+
+private:
+    ktEventLog &log;
+    std::string name;
+};
+
+/// A component that notes what happens to it.
+class ktRecordingComponent final : public ktComponent, public ktEventNotes {
 public:
     ktRecordingComponent(ktEventLog &newLog, const char *newName, uint32_t newX, uint32_t newY, uint32_t newW,
                          uint32_t newH)
-        : log(newLog), name(newName) {
+        : ktEventNotes(newLog, newName) {
         SetRect(newX, newY, newW, newH);
     }
     uint32_t GetKind() const override { return ktKindButton; }
@@ -33,26 +54,12 @@ public:
     bool OnHoverEnter() override { return Note("OnHoverEnter"); }
     bool OnHoverLeave() override { return Note("OnHoverLeave"); }
     bool SetFocus(bool focused) override { return Note(focused ? "SetFocus 1" : "SetFocus 0"); }
-
-    bool answer = false;
-
-private:
-    bool Note(const std::string &what) {
-        log.push_back(name + ' ' + what);
-        return answer;
-    }
-    bool NoteAt(const char *what, int32_t px, int32_t py) {
-        return Note(std::string(what) + ' ' + std::to_string(px) + ' ' + std::to_string(py));
-    }
-
-    ktEventLog &log;
-    std::string name;
 };
 
 /// The same for a window.
-class ktRecordingWindow final : public ktWindow {
+class ktRecordingWindow final : public ktWindow, public ktEventNotes {
 public:
-    ktRecordingWindow(ktEventLog &newLog, const char *newName) : log(newLog), name(newName) {
+    ktRecordingWindow(ktEventLog &newLog, const char *newName) : ktEventNotes(newLog, newName) {
         w = 1000;
         h = 1000;
     }
@@ -72,20 +79,7 @@ public:
         Note("SetSize " + std::to_string(newW) + ' ' + std::to_string(newH));
     }
 
-    bool answer = false;
     ktKeyEvent lastKey; ///< of the last OnKey
-
-private:
-    bool Note(const std::string &what) {
-        log.push_back(name + ' ' + what);
-        return answer;
-    }
-    bool NoteAt(const char *what, int32_t px, int32_t py) {
-        return Note(std::string(what) + ' ' + std::to_string(px) + ' ' + std::to_string(py));
-    }
-
-    ktEventLog &log;
-    std::string name;
 };
 
 /// A set of windows by itself.
