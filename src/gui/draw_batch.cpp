@@ -24,9 +24,10 @@ static_assert(offsetof(ktFlatVertex, x) == offsetof(ktTexturedVertex, x) &&
 
 uint32_t AttributeCount(uint32_t kind) { return kind == ktBatchTextured ? 3 : 2; }
 
-void UploadTo(const ktGlApi &gl, ktGlEnum target, uint32_t buffer, uint64_t size, const void *data) {
-    gl.BindBuffer(target, buffer);
-    gl.BufferSubData(target, 0, static_cast<ktGlSize>(size), data);
+/// Indices go up as any other bytes: their own binding belongs to a vertex array, and none is bound.
+void UploadTo(const ktGlApi &gl, uint32_t buffer, uint64_t size, const void *data) {
+    gl.BindBuffer(ktGlArrayBuffer, buffer);
+    gl.BufferSubData(ktGlArrayBuffer, 0, static_cast<ktGlSize>(size), data);
 }
 
 } // namespace
@@ -99,8 +100,8 @@ void ktDrawBatch::DeleteGlObjects(const ktGlApi &gl) {
 }
 
 void ktDrawBatch::Upload(const ktGlApi &gl) const {
-    UploadTo(gl, ktGlArrayBuffer, vbo, vertex_used, vertex_data.get());
-    UploadTo(gl, ktGlElementArrayBuffer, ebo, index_used, index_data.get());
+    UploadTo(gl, vbo, vertex_used, vertex_data.get());
+    UploadTo(gl, ebo, index_used, index_data.get());
 }
 
 void ktDrawBatch::DrawElements(const ktGlApi &gl) const {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <utility>
 
 namespace {
@@ -154,8 +155,9 @@ ktDrawBatch *ktDrawList::ImageBatch(const ktTexture &texture) {
     const auto known = image_batches.find(texture.name);
     if (known != image_batches.end()) return known->second.get();
     if (gl == nullptr) return nullptr;
-    auto batch = std::make_unique<ktDrawBatch>();
-    if (!batch->Reserve(ktBatchTextured, ktImageVertices) || !batch->CreateGlObjects(*gl)) return nullptr;
+    std::unique_ptr<ktDrawBatch> batch(new (std::nothrow) ktDrawBatch);
+    if (!batch || !batch->Reserve(ktBatchTextured, ktImageVertices) || !batch->CreateGlObjects(*gl))
+        return nullptr;
     image_textures[texture.name] = &texture;
     return (image_batches[texture.name] = std::move(batch)).get();
 }

@@ -78,7 +78,6 @@ void ktDrawList::RecolourText(int32_t first, uint32_t start, uint32_t count, ktC
     if (gl == nullptr) return;
     // The colours themselves go up with the whole batch when the frame is flushed.
     constexpr ktGlSize indexSize = sizeof(uint32_t);
-    gl->BindBuffer(ktGlElementArrayBuffer, text.ebo);
-    gl->BufferSubData(ktGlElementArrayBuffer, begin * indexSize, length * indexSize,
-                      text.index_data.get() + begin);
+    gl->BindBuffer(ktGlArrayBuffer, text.ebo); // the binding of indices belongs to a vertex array
+    gl->BufferSubData(ktGlArrayBuffer, begin * indexSize, length * indexSize, text.index_data.get() + begin);
 }

@@ -58,7 +58,10 @@ void ktRenderer::Run() {
     start_error = ready ? 0 : setupFailed;
     applied_size = 0; // of a context before
     started_event.Set();
-    if (!ready) return;
+    if (!ready) {
+        gui = nullptr;
+        return;
+    }
     while (!stop) {
         if (paused) {
             clock.Sleep(static_cast<uint32_t>(frame_time_us / 1000));

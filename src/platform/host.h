@@ -20,6 +20,7 @@ ktHost &SystemHost();
 
 /// The calling thread's last system error code.
 uint32_t LastSystemError();
+void SetLastSystemError(uint32_t error);
 
 /// The entry's command line in the system's narrow text. False when null or not convertible.
 bool CommandLineToNarrow(const char *commandLine, std::string &out);

@@ -36,6 +36,8 @@ public:
     virtual bool SetSwapInterval(int interval) = 0;
     virtual void Swap() = 0;
     virtual void DestroyContext() = 0;
+    /// Why CreateContext failed, for any thread once the render thread has ended; empty when unknown.
+    virtual std::string Problem() const { return {}; }
 };
 
 /// A top-level window without frame and title, hidden at first. Everything but PostClose and the surface

@@ -3,6 +3,7 @@
 #include "gui/clipboard.h"
 #include "gui/key_event.h"
 #include "platform/clock.h"
+#include "platform/host.h"
 
 namespace {
 
@@ -25,8 +26,7 @@ ktGui::~ktGui() { Stop(); }
 
 bool ktGui::Start() {
     if (!system.Open()) {
-        const std::string reason = system.Problem();
-        return Fail(("no window can be opened" + (reason.empty() ? reason : ": " + reason)).c_str());
+        return FailBecause("no window can be opened", system.Problem());
     }
     SetClipboardSystem(&system);
     monitors = std::make_unique<ktMonitorList>(system);
@@ -45,23 +45,24 @@ ktGui::Rectangle ktGui::FittingRectangle() {
 bool ktGui::CreateWindows(const Rectangle &rectangle) {
     native = std::make_unique<ktNativeWindow>(system);
     if (!native->Create(rectangle.x, rectangle.y, rectangle.w, rectangle.h)) {
-        const std::string reason = system.Problem();
-        return Fail(("the window cannot be created" + (reason.empty() ? reason : ": " + reason)).c_str());
+        return FailBecause("the window cannot be created", system.Problem());
     }
     renderer = std::make_unique<ktRenderer>(native->handle->Surface(), SystemClock());
     if (!LoadFont())
-        return Fail("no monospaced font can be loaded (fonts-mononoki or fonts-dejavu-core is missing)");
+        return FailBecause(
+            "no monospaced font can be loaded (fonts-mononoki or fonts-dejavu-core is missing)", {});
     renderer->fonts.push_back(font.get());
-    if (!CreateOverlay(rectangle.w, rectangle.h)) return Fail("memory is exhausted");
+    if (!CreateOverlay(rectangle.w, rectangle.h)) return FailBecause("memory is exhausted", {});
     renderer->gui = this;
     native->gui = this;
     native->renderer = renderer.get();
     native->monitors = monitors.get();
-    if (!CreatePages()) return Fail("memory is exhausted");
+    if (!CreatePages()) return FailBecause("memory is exhausted", {});
     RegisterKeys();
     Show(*command_window);
     renderer->requested_size = ktPackSize(rectangle.w, rectangle.h);
-    if (!renderer->Start()) return Fail("the graphics driver gives no OpenGL 3.3");
+    if (!renderer->Start())
+        return FailBecause("the graphics driver gives no OpenGL 3.3", native->handle->Surface().Problem());
     native->handle->Show();
     return true;
 }
@@ -115,9 +116,12 @@ void ktGui::RegisterKeys() {
     for (const uint64_t hotKey : {ktKeyF11, ktKeyF4, ktKeyF5}) hot_keys[hotKey] = debug_window.get();
 }
 
-bool ktGui::Fail(const char *sentence) {
+bool ktGui::FailBecause(const char *sentence, const std::string &reason) {
+    const uint32_t error = LastSystemError(); // of what failed, not of what is undone now
     problem = sentence;
+    if (!reason.empty()) problem += ": " + reason;
     Stop();
+    SetLastSystemError(error);
     return false;
 }
 

@@ -72,7 +72,8 @@ private:
     bool CreatePages();
     bool PrepareWindow(ktWindow &window, uint32_t textVertices, uint32_t w, uint32_t h);
     void RegisterKeys();
-    bool Fail(const char *sentence);
+    /// Undoes the start; false. `reason` is the system's word on it, if there is one.
+    bool FailBecause(const char *sentence, const std::string &reason);
 
     ktWindowSystem &system;
     std::vector<std::string> font_files;

@@ -256,8 +256,8 @@ TEST(DrawBatch, UploadSendsTheUsedBytesFromTheStart) {
     const Calls calls = gl.Calls();
     EXPECT_EQ(calls, (Calls{Call("BindBuffer", {ktGlArrayBuffer, double(batch.vbo)}),
                             Call("BufferSubData", {ktGlArrayBuffer, 0, 32, 0}),
-                            Call("BindBuffer", {ktGlElementArrayBuffer, double(batch.ebo)}),
-                            Call("BufferSubData", {ktGlElementArrayBuffer, 0, 24, 0})}));
+                            Call("BindBuffer", {ktGlArrayBuffer, double(batch.ebo)}),
+                            Call("BufferSubData", {ktGlArrayBuffer, 0, 24, 0})}));
     EXPECT_EQ(std::vector<uint8_t>(calls[1].data.begin(), calls[1].data.begin() + 8),
               (std::vector<uint8_t>{1, 2, 3, 4, 5, 6, 7, 8}));
     EXPECT_EQ(calls[3].data[4], 1);

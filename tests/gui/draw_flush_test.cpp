@@ -42,8 +42,8 @@ protected:
     void ExpectUpload(std::vector<ktGlCall> &expected, const ktDrawBatch &batch) {
         Expect(expected, "BindBuffer", {ktGlArrayBuffer, double(batch.vbo)});
         Expect(expected, "BufferSubData", {ktGlArrayBuffer, 0, double(batch.vertex_used), 0});
-        Expect(expected, "BindBuffer", {ktGlElementArrayBuffer, double(batch.ebo)});
-        Expect(expected, "BufferSubData", {ktGlElementArrayBuffer, 0, double(batch.index_used), 0});
+        Expect(expected, "BindBuffer", {ktGlArrayBuffer, double(batch.ebo)});
+        Expect(expected, "BufferSubData", {ktGlArrayBuffer, 0, double(batch.index_used), 0});
     }
     void ExpectUniform(std::vector<ktGlCall> &expected, const ktShaderProgram &program, const char *name,
                        double value) {

@@ -305,9 +305,8 @@ TEST_F(DrawText, RecolourSendsThatRangeOfTheIndices) {
     gl.Forget();
     list.RecolourText(0, 1, 2, red);
     const std::vector<ktGlCall> calls = gl.Calls();
-    EXPECT_EQ(calls,
-              (std::vector<ktGlCall>{{"BindBuffer", {ktGlElementArrayBuffer, double(list.text.ebo)}, {}, {}},
-                                     {"BufferSubData", {ktGlElementArrayBuffer, 16, 32, 0}, {}, {}}}));
+    EXPECT_EQ(calls, (std::vector<ktGlCall>{{"BindBuffer", {ktGlArrayBuffer, double(list.text.ebo)}, {}, {}},
+                                            {"BufferSubData", {ktGlArrayBuffer, 16, 32, 0}, {}, {}}}));
     std::vector<uint8_t> expected;
     for (size_t i = 4; i < 12; ++i)
         for (int shift = 0; shift < 32; shift += 8)

@@ -40,6 +40,8 @@ ktHost &SystemHost() {
 
 uint32_t LastSystemError() { return static_cast<uint32_t>(errno); }
 
+void SetLastSystemError(uint32_t error) { errno = static_cast<int>(error); }
+
 bool CommandLineToNarrow(const char *commandLine, std::string &out) {
     out.clear();
     if (!commandLine) {

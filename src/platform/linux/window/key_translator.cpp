@@ -28,8 +28,9 @@ uint32_t KeyOf(const ktKeyFacts &facts) {
 
 struct ControlRow {
     uint32_t key;
-    uint32_t plain;    ///< character without Ctrl; 0 for none
-    uint32_t withCtrl; ///< with Ctrl and without Shift; 0 for none
+    uint32_t plain;        ///< character without Ctrl; 0 for none
+    uint32_t withCtrl;     ///< with Ctrl and without Shift; 0 for none
+    uint32_t withBoth = 0; ///< with Ctrl and Shift
 };
 
 constexpr ControlRow controls[] = {
@@ -38,6 +39,7 @@ constexpr ControlRow controls[] = {
     {ktKeySpace, 0, ' '}, // without Ctrl the keyboard makes the space itself
     {219, 0, 27},         {220, 0, 28},
     {226, 0, 28},         {221, 0, 29},
+    {'6', 0, 0, 30},      {189, 0, 0, 31},
 };
 
 /// The character that a press makes without any text from the keyboard; 0 for none.
@@ -47,7 +49,7 @@ uint32_t ControlCharacterOf(uint32_t key, const ktKeyFacts &facts) {
     for (const ControlRow &row : controls) {
         if (row.key != key) continue;
         if (!facts.ctrl) return row.plain;
-        return facts.shift ? 0 : row.withCtrl;
+        return facts.shift ? row.withBoth : row.withCtrl;
     }
     return 0;
 }

@@ -1,12 +1,16 @@
 #include "platform/linux/window/sdl_gl_surface.h"
 
+#include <SDL_error.h>
 #include <SDL_thread.h>
 #include <SDL_video.h>
 
 bool ktSdlGlSurface::CreateContext() {
     if (context) return false;
     context = SDL_GL_CreateContext(window); // makes it current as well
-    return context != nullptr;
+    if (context) return true;
+    problem = SDL_GetError();
+    SDL_TLSCleanup();
+    return false;
 }
 
 void *ktSdlGlSurface::Resolve(const char *name) { return SDL_GL_GetProcAddress(name); }

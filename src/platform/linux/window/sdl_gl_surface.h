@@ -2,6 +2,8 @@
 
 #include "platform/window_system.h"
 
+#include <string>
+
 struct SDL_Window;
 
 /// The drawing side of an SDL window. The window outlives the context.
@@ -16,10 +18,12 @@ public:
     bool SetSwapInterval(int interval) override;
     void Swap() override;
     void DestroyContext() override;
+    std::string Problem() const override { return problem; }
 
 private:
     SDL_Window *window;
     void *context = nullptr;
+    std::string problem;
 };
 
 /// Says which pixel format the windows of this process get, and which GL their contexts. Main thread, before

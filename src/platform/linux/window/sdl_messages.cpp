@@ -5,11 +5,15 @@
 #include <SDL_events.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace {
 
-uint32_t postedType = 0; // written once, before there is a second thread
+uint32_t postedType = 0;               // written once, before there is a second thread
+std::array<std::atomic<bool>, 2> lost; // by ktPostedMessage
 
 int16_t Clamped(int32_t value) {
     return static_cast<int16_t>(std::clamp<int32_t>(value, INT16_MIN, INT16_MAX));
@@ -64,6 +68,8 @@ void TranslateWheel(const SDL_MouseWheelEvent &event, std::vector<ktNativeMessag
 
 } // namespace
 
+ktNativeMessage CloseMessage() { return MessageOf(ktMessageKind::close); }
+
 ktNativeMessage MouseMessageOf(ktMessageKind kind, int32_t x, int32_t y) {
     ktNativeMessage message = MessageOf(kind);
     message.x = Clamped(x);
@@ -80,12 +86,14 @@ bool ReservePostedMessages() {
     return true;
 }
 
-bool PostSdlMessage(ktPostedMessage message) {
+void PostSdlMessage(ktPostedMessage message) {
     SDL_Event event = {};
     event.type = postedType;
     event.user.code = static_cast<int32_t>(message);
-    return SDL_PushEvent(&event) == 1;
+    if (SDL_PushEvent(&event) != 1) lost[static_cast<size_t>(message)] = true;
 }
+
+bool TakeLostMessage(ktPostedMessage message) { return lost[static_cast<size_t>(message)].exchange(false); }
 
 bool IsPostedQuit(const SDL_Event &event) {
     return event.type == postedType && event.user.code == static_cast<int32_t>(ktPostedMessage::quit);

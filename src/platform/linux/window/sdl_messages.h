@@ -11,13 +11,16 @@ union SDL_Event;
 /// What the program posts to its own loop.
 enum class ktPostedMessage { close, quit };
 
-/// Queues one. Any thread, once ReservePostedMessages was called. False when the queue is full.
-bool PostSdlMessage(ktPostedMessage message);
+/// Queues one. Any thread, once ReservePostedMessages was called.
+void PostSdlMessage(ktPostedMessage message);
+/// Takes one that found no room in the queue, when the queue is empty. False when there is none.
+bool TakeLostMessage(ktPostedMessage message);
 /// Once before the first is posted.
 bool ReservePostedMessages();
 /// Whether `event` is the end of the loop.
 bool IsPostedQuit(const SDL_Event &event);
 
+ktNativeMessage CloseMessage();
 /// A message about the mouse at a place of the client area, which may lie far outside it.
 ktNativeMessage MouseMessageOf(ktMessageKind kind, int32_t x, int32_t y);
 

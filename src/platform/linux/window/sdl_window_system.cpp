@@ -104,7 +104,12 @@ public:
             ktNativeMessage move;
             if (target.captor && target.captor->TakeCapturedMove(move) && target.handler)
                 target.handler->OnMessage(move);
-            if (!hasEvent) continue;
+            if (!hasEvent) {
+                if (TakeLostMessage(ktPostedMessage::quit)) break;
+                if (TakeLostMessage(ktPostedMessage::close) && target.handler)
+                    target.handler->OnMessage(CloseMessage());
+                continue;
+            }
             if (IsPostedQuit(event)) break;
             messages.clear();
             translator.Translate(event, messages);
