@@ -173,7 +173,7 @@ void ktNativeWindow::OnMouse(const ktNativeMessage &message) {
     mouse_y = message.y;
     if (message.kind == ktMessageKind::mouseMove) return OnMouseMove();
     if (message.kind == ktMessageKind::leftDown) return OnLeftDown();
-    if (message.kind == ktMessageKind::leftUp) return OnLeftUp();
+    if (message.kind == ktMessageKind::leftUp) return OnLeftUp(message);
     if (!gui) return;
     if (message.kind == ktMessageKind::rightDown) gui->OnRightDown(mouse_x, mouse_y);
     if (message.kind == ktMessageKind::rightUp) gui->OnRightUp(mouse_x, mouse_y);
@@ -194,6 +194,8 @@ void ktNativeWindow::StartMove() {
     move_start_x = mouse_x;
     move_start_y = mouse_y;
     handle->ClientToScreen(move_start_x, move_start_y);
+    drag_x = move_start_x;
+    drag_y = move_start_y;
     moving = true;
     move_dx = move_dy = 0;
     handle->Capture(true);
@@ -203,6 +205,8 @@ void ktNativeWindow::StartResize() {
     resize_start_x = mouse_x;
     resize_start_y = mouse_y;
     handle->ClientToScreen(resize_start_x, resize_start_y);
+    drag_x = resize_start_x;
+    drag_y = resize_start_y;
     resizing = true;
     resize_dx = resize_dy = 0;
     handle->Capture(true);
@@ -217,7 +221,6 @@ void ktNativeWindow::OnMouseMove() {
         int32_t screenY = 0;
         bool leftIsDown = false;
         handle->Pointer(screenX, screenY, leftIsDown);
-        move_dropped = !leftIsDown;
         if (!leftIsDown) return;
         DragTo(screenX, screenY);
     }
@@ -225,6 +228,8 @@ void ktNativeWindow::OnMouseMove() {
 }
 
 void ktNativeWindow::DragTo(int32_t screenX, int32_t screenY) {
+    drag_x = screenX;
+    drag_y = screenY;
     if (moving) {
         move_dx = screenX - move_start_x;
         move_dy = screenY - move_start_y;
@@ -241,7 +246,6 @@ void ktNativeWindow::DragTo(int32_t screenX, int32_t screenY) {
 }
 
 void ktNativeWindow::EndDrag() {
-    move_dropped = false;
     if (moving) {
         moving = false;
         handle->Capture(false);
@@ -257,15 +261,10 @@ void ktNativeWindow::EndDrag() {
     }
 }
 
-void ktNativeWindow::OnLeftUp() {
-    if ((moving || resizing) && move_dropped) {
-        // The last stretch of a quick drag, whose moves came when the button was up already.
-        int32_t screenX = 0;
-        int32_t screenY = 0;
-        bool leftIsDown = false;
-        handle->Pointer(screenX, screenY, leftIsDown);
-        DragTo(screenX, screenY);
-    }
+void ktNativeWindow::OnLeftUp(const ktNativeMessage &message) {
+    // The moves of the last stretch of a quick drag come when the button is up already.
+    const bool isElsewhere = message.screenX != drag_x || message.screenY != drag_y;
+    if ((moving || resizing) && isElsewhere) DragTo(message.screenX, message.screenY);
     EndDrag();
     if (gui) gui->OnLeftUp(mouse_x, mouse_y);
 }

@@ -65,7 +65,8 @@ public:
     int32_t resize_start_y = 0;
     int32_t resize_dx = 0;
     int32_t resize_dy = 0;
-    bool move_dropped = false; ///< a move of the drag came when the button was up already
+    int32_t drag_x = 0; ///< screen pixels that the pointer was at last, of either
+    int32_t drag_y = 0;
     bool reserved_key = false; ///< nothing sets it
     bool ctrl_down = false;
     bool alt_down = false;
@@ -84,7 +85,7 @@ private:
     void OnKeyDown(const ktNativeMessage &message);
     void OnCharacter(const ktNativeMessage &message);
     void OnLeftDown();
-    void OnLeftUp();
+    void OnLeftUp(const ktNativeMessage &message);
     void OnMouseMove();
     ktKeyEvent EventOf(const ktNativeMessage &message, bool isChar) const;
     /// Runs the shortcut that the event names. False when it names none that applies now.

@@ -57,5 +57,7 @@ struct ktNativeMessage {
     uint16_t repeat = 0; ///< presses that this message stands for
     int16_t x = 0;       ///< of mouse messages: pixels from the left of the client area; may lie outside it
     int16_t y = 0;
+    int32_t screenX = 0; ///< of leftUp: where on the screen the pointer was; it may be elsewhere by now
+    int32_t screenY = 0;
     bool wheelDown = false; ///< of wheel messages: towards the user
 };

@@ -6,6 +6,7 @@ sabledbg and dump_atlas stand beside the batch program.
 """
 
 import argparse
+import signal
 import sys
 import time
 import unittest
@@ -331,6 +332,21 @@ class Frame(Window):
         self.give_focus()
         self.session.enter("help")
         self.await_equal(self.session.command_lines, HELP)
+
+    def test_a_drag_ends_where_the_button_went_up(self):
+        x, y, w, h = self.session.rectangle()
+        self.display.move_pointer(x + 300, y + 20)
+        self.display.xdotool("mousedown", "1")
+        self.session.process.send_signal(signal.SIGSTOP)    # it hears of all this too late
+        try:
+            self.display.move_pointer(x + 330, y + 60)
+            self.display.xdotool("mouseup", "1")
+            self.display.move_pointer(x + 700, y + 500)
+        finally:
+            self.session.process.send_signal(signal.SIGCONT)
+        self.await_equal(self.session.rectangle, (x + 30, y + 40, w, h))
+        time.sleep(0.2)
+        self.assertEqual(self.session.rectangle(), (x + 30, y + 40, w, h))
 
     def test_a_button_left_with_the_pointer_is_no_click(self):
         x, y, w, h = self.session.rectangle()

@@ -92,10 +92,15 @@ TEST_F(NativeDrag, TheLastStretchOfAQuickDragIsMadeUpForAtItsRelease) {
 TEST_F(NativeDrag, APointerThatMovedOnAfterTheReleaseMovesNothing) {
     PressAt(700, 20);
     DragBy(10, 10);
-    system.window->pointerX += 300; // no message of that came before the release
-    system.window->leftIsDown = false;
-    system.SendMouse(ktMessageKind::leftUp, 710, 30);
-    ExpectRectangle(110, 60, 1440, 900);
+    ktNativeMessage release;
+    release.kind = ktMessageKind::leftUp;
+    release.screenX = system.window->pointerX + 5;
+    release.screenY = system.window->pointerY;
+    system.window->leftIsDown = false; // from here on the release waits behind moves
+    DragBy(300, 0);
+    system.Send(release);
+    ExpectRectangle(115, 60, 1440, 900);
+    EXPECT_EQ(calls(), (Calls{"Capture 1", "Move 110 60", "Move 115 60", "Capture 0"}));
 }
 
 TEST_F(NativeDrag, MovesAndReleasesOfADragReachThePagesToo) {

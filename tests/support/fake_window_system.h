@@ -178,9 +178,13 @@ public:
     void SetLeftButton(bool down) {
         if (!window) return;
         window->leftIsDown = down;
-        SendMouse(down ? ktMessageKind::leftDown : ktMessageKind::leftUp,
-                  static_cast<int16_t>(window->pointerX - window->x),
-                  static_cast<int16_t>(window->pointerY - window->y));
+        ktNativeMessage message;
+        message.kind = down ? ktMessageKind::leftDown : ktMessageKind::leftUp;
+        message.screenX = window->pointerX;
+        message.screenY = window->pointerY;
+        message.x = static_cast<int16_t>(window->pointerX - window->x);
+        message.y = static_cast<int16_t>(window->pointerY - window->y);
+        Send(message);
     }
 
     std::vector<ktMonitorArea> monitors = {{0, 0, 1920, 1080, 1920, 1040}};

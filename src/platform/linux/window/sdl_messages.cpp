@@ -1,8 +1,10 @@
 #include "platform/linux/window/sdl_messages.h"
 
+#include "platform/linux/window/x11_connection.h"
 #include "platform/linux/window/x11_keyboard.h"
 
 #include <SDL_events.h>
+#include <SDL_syswm.h>
 
 #include <algorithm>
 #include <array>
@@ -45,17 +47,6 @@ void TranslateWindowEvent(const SDL_WindowEvent &event, std::vector<ktNativeMess
         break;
     default:
         break;
-    }
-}
-
-void TranslateButton(const SDL_MouseButtonEvent &event, std::vector<ktNativeMessage> &messages) {
-    const bool isDown = event.type == SDL_MOUSEBUTTONDOWN;
-    if (event.button == SDL_BUTTON_LEFT) {
-        const ktMessageKind kind = isDown ? ktMessageKind::leftDown : ktMessageKind::leftUp;
-        messages.push_back(MouseMessageOf(kind, event.x, event.y));
-    } else if (event.button == SDL_BUTTON_RIGHT) {
-        const ktMessageKind kind = isDown ? ktMessageKind::rightDown : ktMessageKind::rightUp;
-        messages.push_back(MouseMessageOf(kind, event.x, event.y));
     }
 }
 
@@ -118,6 +109,9 @@ void ktSdlMessages::Translate(const SDL_Event &event, std::vector<ktNativeMessag
     case SDL_MOUSEBUTTONUP:
         TranslateButton(event.button, messages);
         break;
+    case SDL_SYSWMEVENT:
+        NoteRelease(event.syswm);
+        break;
     case SDL_MOUSEWHEEL:
         TranslateWheel(event.wheel, messages);
         break;
@@ -147,4 +141,34 @@ void ktSdlMessages::TranslateKey(const SDL_Event &event, std::vector<ktNativeMes
     }
     facts.shiftsLevel = key.scancode == SDL_SCANCODE_RALT && RightAltShiftsLevel(connection);
     keys.KeyDown(facts, messages);
+}
+
+void ktSdlMessages::TranslateButton(const SDL_MouseButtonEvent &event,
+                                    std::vector<ktNativeMessage> &messages) {
+    const bool isDown = event.type == SDL_MOUSEBUTTONDOWN;
+    if (event.button == SDL_BUTTON_LEFT) {
+        const ktMessageKind kind = isDown ? ktMessageKind::leftDown : ktMessageKind::leftUp;
+        messages.push_back(MouseMessageOf(kind, event.x, event.y));
+        if (!isDown) PlaceRelease(messages.back());
+    } else if (event.button == SDL_BUTTON_RIGHT) {
+        const ktMessageKind kind = isDown ? ktMessageKind::rightDown : ktMessageKind::rightUp;
+        messages.push_back(MouseMessageOf(kind, event.x, event.y));
+    }
+}
+
+/// SDL tells places of the window only, and the window may have moved since.
+void ktSdlMessages::NoteRelease(const SDL_SysWMEvent &event) {
+    const XEvent &own = event.msg->msg.x11.event;
+    if (own.type != ButtonRelease || own.xbutton.button != Button1) return;
+    hasRelease = true;
+    releaseX = own.xbutton.x_root;
+    releaseY = own.xbutton.y_root;
+}
+
+void ktSdlMessages::PlaceRelease(ktNativeMessage &message) {
+    bool isDown = false;
+    if (!hasRelease) ReadX11Pointer(connection.Get(), releaseX, releaseY, isDown); // SDL made it up itself
+    hasRelease = false;
+    message.screenX = releaseX;
+    message.screenY = releaseY;
 }

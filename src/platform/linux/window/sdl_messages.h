@@ -6,6 +6,8 @@
 #include <vector>
 
 class ktX11Connection;
+struct SDL_MouseButtonEvent;
+struct SDL_SysWMEvent;
 union SDL_Event;
 
 /// What the program posts to its own loop.
@@ -34,7 +36,13 @@ public:
 
 private:
     void TranslateKey(const SDL_Event &event, std::vector<ktNativeMessage> &messages);
+    void TranslateButton(const SDL_MouseButtonEvent &event, std::vector<ktNativeMessage> &messages);
+    void NoteRelease(const SDL_SysWMEvent &event);
+    void PlaceRelease(ktNativeMessage &message);
 
     const ktX11Connection &connection;
     ktKeyTranslator keys;
+    bool hasRelease = false; ///< the display's own event of a release came, and SDL's comes next
+    int32_t releaseX = 0;    ///< on the screen
+    int32_t releaseY = 0;
 };

@@ -1,6 +1,7 @@
 #include "platform/linux/window/sdl_window.h"
 
 #include "platform/linux/window/sdl_messages.h"
+#include "platform/linux/window/x11_connection.h"
 
 #include <SDL_mouse.h>
 #include <SDL_syswm.h>
@@ -107,14 +108,7 @@ void ktSdlWindow::ClientToScreen(int32_t &x, int32_t &y) {
 
 void ktSdlWindow::Pointer(int32_t &x, int32_t &y, bool &leftIsDown) {
     // Asked of the display itself: SDL answers with what its last event said.
-    Window root = DefaultRootWindow(display);
-    Window child = 0;
-    int windowX = 0;
-    int windowY = 0;
-    unsigned held = 0;
-    x = y = 0;
-    XQueryPointer(display, root, &root, &child, &x, &y, &windowX, &windowY, &held);
-    leftIsDown = (held & Button1Mask) != 0;
+    ReadX11Pointer(display, x, y, leftIsDown);
 }
 
 void ktSdlWindow::PostClose() { PostSdlMessage(ktPostedMessage::close); }

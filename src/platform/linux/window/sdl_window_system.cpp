@@ -52,6 +52,7 @@ public:
         }
         ChooseGlFormat();
         SDL_StartTextInput();
+        SDL_EventState(SDL_SYSWMEVENT, SDL_ENABLE);
         problem.clear();
         isOpen = true;
         return true;

@@ -57,3 +57,14 @@ size_t ktX11Connection::LargestProperty() const {
     const long words = extended ? extended : XMaxRequestSize(display);
     return std::min<size_t>(static_cast<size_t>(words) * 4 - requestHead, INT_MAX);
 }
+
+void ReadX11Pointer(Display *display, int32_t &x, int32_t &y, bool &leftIsDown) {
+    Window root = DefaultRootWindow(display);
+    Window child = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned held = 0;
+    x = y = 0;
+    XQueryPointer(display, root, &root, &child, &x, &y, &windowX, &windowY, &held);
+    leftIsDown = (held & Button1Mask) != 0;
+}

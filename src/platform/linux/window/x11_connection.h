@@ -30,3 +30,6 @@ public:
 private:
     Display *display = nullptr;
 };
+
+/// Asks the display where on the screen the pointer is, and whether its left button is down.
+void ReadX11Pointer(Display *display, int32_t &x, int32_t &y, bool &leftIsDown);
