@@ -54,17 +54,20 @@ ktFace OpenFace(const ktFont &font) {
     return owned;
 }
 
+/// Pictures that a face has of some sizes are of one bit a pixel: the outlines count.
+constexpr FT_Int32 fromOutlines = FT_LOAD_RENDER | FT_LOAD_NO_BITMAP;
+
 /// How to load the characters. A face without hints of its own is hinted by the library, which may widen or
 /// narrow single characters by a pixel, and then a monospaced face stands on no grid; the light hinting keeps
 /// widths.
 FT_Int32 LoadFlags(const ktFont &font, FT_Face face) {
     FT_Pos advance = 0;
     for (uint32_t i = 0; i < font.char_count; ++i) {
-        if (FT_Load_Char(face, font.first_char + i, FT_LOAD_RENDER) != 0) continue;
-        if (advance != 0 && face->glyph->advance.x != advance) return FT_LOAD_RENDER | FT_LOAD_TARGET_LIGHT;
+        if (FT_Load_Char(face, font.first_char + i, fromOutlines) != 0) continue;
+        if (advance != 0 && face->glyph->advance.x != advance) return fromOutlines | FT_LOAD_TARGET_LIGHT;
         advance = face->glyph->advance.x;
     }
-    return FT_LOAD_RENDER;
+    return fromOutlines;
 }
 
 uint32_t RoundedToFour(uint32_t value) { return (value + 3) & ~3u; }

@@ -221,8 +221,7 @@ void ktNativeWindow::OnMouseMove() {
         int32_t screenY = 0;
         bool leftIsDown = false;
         handle->Pointer(screenX, screenY, leftIsDown);
-        if (!leftIsDown) return;
-        DragTo(screenX, screenY);
+        if (leftIsDown) DragTo(screenX, screenY);
     }
     if (gui) gui->OnMouseMove(mouse_x, mouse_y);
 }
@@ -272,19 +271,21 @@ void ktNativeWindow::OnLeftUp(const ktNativeMessage &message) {
 // --- the rectangle
 
 void ktNativeWindow::MoveBy(int32_t dx, int32_t dy) {
+    EndDrag();
     rect_x += dx;
     rect_y += dy;
     handle->Move(rect_x, rect_y);
 }
 
 void ktNativeWindow::GoHome() {
+    EndDrag(); // it would add its way to the new rectangle
     saved_x = saved_y = saved_w = saved_h = 0;
     SetRectangle(home_x, home_y, home_w, home_h);
 }
 
 void ktNativeWindow::Maximize() {
     if (!handle || maximized) return;
-    EndDrag(); // it would add its way to the new rectangle
+    EndDrag();
     uint32_t w = 0;
     uint32_t h = 0;
     int32_t x = 0;
@@ -338,9 +339,9 @@ void ktNativeWindow::SetRectangle(int32_t x, int32_t y, int32_t w, int32_t h) {
     PublishSize(w, h);
 }
 
-/// A desktop may move and resize the window by means of its own. During a drag the window is on its way.
+/// A desktop may move and resize the window by means of its own, and refuse what the window asks for.
 void ktNativeWindow::OnPlaced() {
-    if (moving || resizing) return;
+    if (moving || resizing) return; // on its way
     int32_t x = 0;
     int32_t y = 0;
     uint32_t w = 0;

@@ -6,6 +6,7 @@
 #include "gui/window.h"
 #include "gui/window_set.h"
 #include "platform/clock.h"
+#include "platform/host.h"
 #include "platform/window_system.h"
 
 namespace {
@@ -36,6 +37,7 @@ bool ktRenderer::Start() {
     started_event.Wait();
     if (start_error == 0) return true;
     Stop();
+    SetLastSystemError(system_error);
     return false;
 }
 
@@ -53,8 +55,17 @@ void ktRenderer::Free() {
 
 void ktRenderer::RunThread(void *renderer) { static_cast<ktRenderer *>(renderer)->Run(); }
 
+std::string ktRenderer::Problem() const {
+    std::string problem = surface.Problem();
+    for (const ktShaderProgram *program : {&flat_program, &text_program, &image_program})
+        if (problem.empty()) problem = program->info_log.data();
+    return problem;
+}
+
 void ktRenderer::Run() {
+    SetLastSystemError(0);
     const bool ready = SetUp();
+    system_error = LastSystemError();
     start_error = ready ? 0 : setupFailed;
     applied_size = 0; // of a context before
     started_event.Set();
@@ -138,7 +149,8 @@ void ktRenderer::DrawFrame() {
     if (!follows) gl.Finish();
     surface.Swap();
     if (!follows) Pace();
-    frame_time_us = (clock.Nanoseconds() - frame_start) / nanosecondsPerMicrosecond;
+    frame_start = clock.Nanoseconds() - frame_start;
+    frame_time_us = frame_start / nanosecondsPerMicrosecond;
 }
 
 void ktRenderer::DrawWindow(ktWindow &window) {

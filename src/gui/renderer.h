@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <list>
+#include <string>
 
 class ktClock;
 class ktDrawList;
@@ -33,22 +34,26 @@ public:
     ktRenderer(const ktRenderer &) = delete;
     ktRenderer &operator=(const ktRenderer &) = delete;
 
-    /// Starts the thread and waits until it has set itself up. False when that failed; nothing runs then.
+    /// Starts the thread and waits until it has set itself up. False when that failed; nothing runs then, and
+    /// LastSystemError is what the system said on that thread.
     bool Start();
     /// Ends the thread and waits for it. Safe to call again, and without a start.
     void Stop();
+    /// The driver's words on a start that failed; empty when it said none.
+    std::string Problem() const;
     /// Forgets draw lists, fonts and the shader programs. After Stop.
     void Free();
 
     ktGlSurface &surface;
     ktThread thread;
     ktEvent started_event;
-    uint32_t start_error = 0; ///< valid once started_event is set
+    uint32_t start_error = 0;  ///< valid once started_event is set
+    uint32_t system_error = 0; ///< that a failed set-up met
     bool has_swap_interval = false;
     ktRelaxed<bool> stop = true;
     ktRelaxed<bool> live_resize = false; ///< the corner is being dragged: no waiting in a frame
     ktRelaxed<bool> paused = false;
-    uint64_t frame_start = 0;              ///< nanoseconds
+    uint64_t frame_start = 0;              ///< nanoseconds; at a frame's end those that it took
     ktRelaxed<uint64_t> frame_time_us = 0; ///< length of the last frame, from its start to the next one's
     uint64_t applied_size = 0;             ///< last given to the viewport
     ktRelaxed<uint64_t> requested_size = 0;

@@ -44,15 +44,14 @@ public:
 
     ktWindow *overlay = nullptr;
     std::vector<ktWindow *> windows; ///< in the order made; unchanged while the render thread runs
+    std::array<ktRelaxed<uint32_t>, maxWindows> visible{}; ///< indices into `windows`, the front one first
+    ktRelaxed<uint32_t> visible_count = 0;
     std::map<uint64_t, ktWindow *> show_keys;
     std::map<uint64_t, ktWindow *> hot_keys;
 
 private:
     using PointOperation = bool (ktWindow::*)(int32_t x, int32_t y);
     bool ToOverlayThenFirstHit(PointOperation operation, int32_t x, int32_t y);
-
-    std::array<ktRelaxed<uint32_t>, maxWindows> visible{}; ///< indices into `windows`, the front one first
-    ktRelaxed<uint32_t> visible_count = 0;
 
 protected:
     ~ktWindowSet() = default;

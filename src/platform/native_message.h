@@ -34,7 +34,8 @@ enum class ktMessageKind : uint32_t {
     activated, ///< the window was made active or inactive
     focusLost,
     paint,
-    placed, ///< the window has another place or size, which somebody else may have given it
+    placed, ///< the window may have another place or size than it asked for. Not while the mouse is captured
+            ///< nor while an answer to what it asked for is on its way, but once behind both
     close,  ///< somebody wants the window closed
     keyDown,
     keyUp,

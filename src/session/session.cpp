@@ -79,6 +79,7 @@ bool ktSession::CreateMembers() {
     spareSnapshot = &snapshots[1];
     publishedSnapshot = &snapshots[2];
     heldSnapshot = &snapshots[3];
+    hasPublished = false;
     cpuIdentity.reset(new (std::nothrow) ktCpuIdentity);
     if (!cpuIdentity) return false;
     if (!CreateBreakPoints()) return false;

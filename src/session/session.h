@@ -90,6 +90,9 @@ public:
     std::atomic<ktSnapshot *> spareSnapshot{nullptr};
     std::atomic<ktSnapshot *> publishedSnapshot{nullptr}; ///< newest complete state
     std::atomic<ktSnapshot *> heldSnapshot{nullptr};      ///< locked by the render thread at this moment
+    /// Whether publishedSnapshot is a state of this session: it points at a record from the start, which may
+    /// hold something of the session before, and with the static engine nothing is ever published.
+    std::atomic<bool> hasPublished{false};
     /// cr3 of the published snapshot; while the target runs, of the stop before. It is here for commands,
     /// which must not wait for the snapshot's lock.
     std::atomic<uint64_t> stopRoot{0};

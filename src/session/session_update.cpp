@@ -57,6 +57,7 @@ void ktSession::PublishSnapshot(ktSnapshot *snapshot, uint64_t number) {
     if (!isNewest) return;
     numberToPublish = number + 1;
     ktSnapshot *old = publishedSnapshot.exchange(snapshot);
+    hasPublished = true;
     // It is the spare one when another command thread's update turned the roles meanwhile.
     if (writeSnapshot == snapshot)
         writeSnapshot = old;

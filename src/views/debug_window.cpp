@@ -57,7 +57,8 @@ bool ktDebugWindow::Draw() {
     return drawn;
 }
 
-/// Shows the published snapshot. Without one, and while it is being written, the last one stays.
+/// Shows the published snapshot. While there is none of this session, and while it is being written, what the
+/// views have stays.
 void ktDebugWindow::TakeSnapshot(ktSession &from) {
     const uint32_t number = session_number;
     if (number != shown_session) { // that one's spaces and modules are gone
@@ -67,12 +68,14 @@ void ktDebugWindow::TakeSnapshot(ktSession &from) {
     }
     shown_session = number;
     ktSnapshot *const published = from.publishedSnapshot;
-    if (!published || !published->lock.TryEnter()) return;
+    if (!published || !from.hasPublished || !published->lock.TryEnter()) return;
     from.heldSnapshot = published;
-    shown = *published;
+    // It may have become the write record before the lock was had, and have been emptied.
+    const bool isPublished = from.publishedSnapshot == published;
+    if (isPublished) shown = *published;
     from.heldSnapshot = nullptr;
     published->lock.Leave();
-    ShowSnapshot(&shown);
+    if (isPublished) ShowSnapshot(&shown);
 }
 
 void ktDebugWindow::ShowSnapshot(const ktSnapshotState *state) {
@@ -105,7 +108,7 @@ void ktDebugWindow::SetSize(uint32_t newW, uint32_t newH) {
     const uint32_t line = LineHeight();
     const uint32_t codeWidth = newW / 4 * 3;
     registers.SetRect(codeWidth, top, newW / 4, newH);
-    code.SetRect(left, top + codeTop, codeWidth, newH - codeMargins);
+    code.SetRect(left, top + codeTop, codeWidth, newH > codeMargins ? newH - codeMargins : 0);
     spare_label.SetRect(left, top + newH - line, newW, line);
     input.SetRect(left, top + newH - inputGap - line, newW, line);
     core_label.SetRect(left, top + codeTop - line, newW, line);

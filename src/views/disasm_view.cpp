@@ -37,7 +37,7 @@ ktDisasmView::Lines ktDisasmView::Refresh() {
     }
     // What cannot be decoded, or not in this frame, leaves the lines that there are; the pointer is not among
     // them.
-    if (decoded.IsHopeless(*snapshot) || !Decode()) return Lines::withoutCurrent;
+    if (decoded.IsHopeless(*snapshot) || !Decode() || snapshot->stop.running) return Lines::withoutCurrent;
     return Lines::withCurrent;
 }
 

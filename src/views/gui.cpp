@@ -52,17 +52,18 @@ bool ktGui::CreateWindows(const Rectangle &rectangle) {
         return FailBecause(
             "no monospaced font can be loaded (fonts-mononoki or fonts-dejavu-core is missing)", {});
     renderer->fonts.push_back(font.get());
-    if (!CreateOverlay(rectangle.w, rectangle.h)) return FailBecause("memory is exhausted", {});
+    if (!CreateOverlay(rectangle.w, rectangle.h))
+        return FailBecause("memory is exhausted", {}, LastSystemError());
     renderer->gui = this;
     native->gui = this;
     native->renderer = renderer.get();
     native->monitors = monitors.get();
-    if (!CreatePages()) return FailBecause("memory is exhausted", {});
+    if (!CreatePages()) return FailBecause("memory is exhausted", {}, LastSystemError());
     RegisterKeys();
     Show(*command_window);
     renderer->requested_size = ktPackSize(rectangle.w, rectangle.h);
     if (!renderer->Start())
-        return FailBecause("the graphics driver gives no OpenGL 3.3", native->handle->Surface().Problem());
+        return FailBecause("the graphics driver gives no OpenGL 3.3", renderer->Problem(), LastSystemError());
     native->handle->Show();
     return true;
 }
@@ -116,8 +117,7 @@ void ktGui::RegisterKeys() {
     for (const uint64_t hotKey : {ktKeyF11, ktKeyF4, ktKeyF5}) hot_keys[hotKey] = debug_window.get();
 }
 
-bool ktGui::FailBecause(const char *sentence, const std::string &reason) {
-    const uint32_t error = LastSystemError(); // of what failed, not of what is undone now
+bool ktGui::FailBecause(const char *sentence, const std::string &reason, uint32_t error) {
     problem = sentence;
     if (!reason.empty()) problem += ": " + reason;
     Stop();

@@ -72,8 +72,9 @@ private:
     bool CreatePages();
     bool PrepareWindow(ktWindow &window, uint32_t textVertices, uint32_t w, uint32_t h);
     void RegisterKeys();
-    /// Undoes the start; false. `reason` is the system's word on it, if there is one.
-    bool FailBecause(const char *sentence, const std::string &reason);
+    /// Undoes the start; false. `reason` and `error`, which becomes LastSystemError, are the system's word on
+    /// it, if there is one.
+    bool FailBecause(const char *sentence, const std::string &reason, uint32_t error = 0);
 
     ktWindowSystem &system;
     std::vector<std::string> font_files;

@@ -73,6 +73,16 @@ TEST_F(ButtonPress, AMoveOverTheButtonKeepsTheClick) {
     EXPECT_EQ(button.clicks, 1);
 }
 
+TEST_F(ButtonPress, APressedStateThatIsSetIsHeld) {
+    EXPECT_TRUE(button.SetPressed(true));
+    Release(110, 110);
+    EXPECT_EQ(button.clicks, 1);
+    EXPECT_TRUE(button.SetPressed(true));
+    EXPECT_TRUE(button.SetPressed(false));
+    Release(110, 110);
+    EXPECT_EQ(button.clicks, 1);
+}
+
 TEST_F(ButtonPress, AReleaseWithoutAPressIsNoClick) {
     MoveTo(110, 110);
     Release(110, 110);
@@ -260,6 +270,8 @@ TEST_F(CopyButton, PutsAllTextOnTheClipboard) {
     button.OnLeftDown(1, 1);
     button.OnLeftUp(1, 1);
     EXPECT_EQ(system.clipboard, "one\ntwo");
+    EXPECT_TRUE(lines.copiedUnderLock);
+    EXPECT_EQ(lines.held, 0);
 }
 
 TEST_F(CopyButton, LeavesTheClipboardAloneWithoutText) {

@@ -15,6 +15,9 @@
 #include <random>
 #include <vector>
 
+#include <ft2build.h>
+#include FT_FREETYPE_H
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -102,7 +105,35 @@ TEST(Font, TestFontStandsOnAGridOf9By16) {
     const ktFont &font = TestFont();
     EXPECT_EQ(font.atlas_height, 16u);
     EXPECT_EQ(font.CharacterAdvance(), 9u);
+    EXPECT_EQ(font.max_glyph_width, 9u); // the columns of a right click are those of the text
     for (uint32_t i = 0; i < font.char_count; ++i) EXPECT_EQ(font.glyphs[i].advance >> 6, 9) << char(32 + i);
+}
+
+TEST(Font, GlyphsAreWhatTheRasteriserSays) {
+    FT_Library library = nullptr;
+    ASSERT_EQ(FT_Init_FreeType(&library), 0);
+    FT_Face face = nullptr;
+    ASSERT_EQ(FT_New_Face(library, TestFontPath().c_str(), 0, &face), 0);
+    ASSERT_EQ(FT_Set_Pixel_Sizes(face, 16, 16), 0);
+    ktFont font;
+    ASSERT_TRUE(LoadFrom(font, TestFontPath()));
+    for (uint32_t i = 0; i < 96; ++i) {
+        ASSERT_EQ(FT_Load_Char(face, 32 + i, FT_LOAD_RENDER | FT_LOAD_TARGET_LIGHT), 0);
+        const FT_GlyphSlot slot = face->glyph;
+        const ktGlyph &glyph = font.glyphs[i];
+        EXPECT_EQ(glyph.width, slot->bitmap.width) << char(32 + i);
+        EXPECT_EQ(glyph.rows, slot->bitmap.rows) << char(32 + i);
+        EXPECT_EQ(glyph.bearing_x, slot->bitmap_left) << char(32 + i);
+        EXPECT_EQ(glyph.bearing_y, slot->bitmap_top) << char(32 + i);
+        EXPECT_EQ(glyph.advance, slot->advance.x) << char(32 + i);
+        for (uint32_t row = 0; row < glyph.rows; ++row) {
+            const uint8_t *drawn = &font.bitmap[row * font.atlas_width + glyph.atlas_x];
+            const uint8_t *wanted = slot->bitmap.buffer + row * static_cast<uint32_t>(slot->bitmap.pitch);
+            EXPECT_TRUE(std::equal(drawn, drawn + glyph.width, wanted)) << char(32 + i) << " row " << row;
+        }
+    }
+    FT_Done_Face(face);
+    FT_Done_FreeType(library);
 }
 
 TEST(Font, TextureCoordinatesCoverTheBitmapOfEachGlyph) {

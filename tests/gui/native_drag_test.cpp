@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/native_message.h"
 #include "support/native_rig.h"
 
 namespace {
@@ -71,7 +72,7 @@ TEST_F(NativeDrag, AMoveWithoutTheButtonIsIgnoredDuringADrag) {
     DragBy(400, 400);
     EXPECT_EQ(calls(), (Calls{"Capture 1"}));
     EXPECT_EQ(native.move_dx, 0);
-    EXPECT_TRUE(log.empty());
+    EXPECT_EQ(log, (ktEventLog{"overlay OnMouseMove 1100 420", "page OnMouseMove 1100 420"})); // it hovers
     EXPECT_EQ(native.mouse_x, 1100);
 }
 
@@ -212,6 +213,29 @@ TEST_F(NativeDrag, WhileMaximizedNeitherAMoveNorAResizeStarts) {
     PressAt(1915, 1035);
     EXPECT_FALSE(native.resizing);
     EXPECT_TRUE(calls().empty());
+}
+
+TEST_F(NativeDrag, GoingHomeEndsADrag) {
+    PressAt(1430, 890);
+    DragBy(200, 50);
+    Hold({ktKeyCtrl, ktKeyAlt});
+    KeyDown(ktKeyF5);
+    EXPECT_FALSE(native.resizing);
+    EXPECT_FALSE(renderer.live_resize);
+    ReleaseButton();
+    ExpectRectangle(100, 50, 1440, 900);
+    EXPECT_EQ(calls().back(), "Place 100 50 1440 900");
+}
+
+TEST_F(NativeDrag, AnArrowEndsADragWhereItIs) {
+    PressAt(700, 20);
+    DragBy(30, 10);
+    Hold({ktKeyCtrl, ktKeyAlt, ktKeyShift});
+    KeyDown(ktKeyRight);
+    EXPECT_FALSE(native.moving);
+    ReleaseButton();
+    ExpectRectangle(132, 60, 1440, 900);
+    EXPECT_EQ(calls().back(), "Move 132 60");
 }
 
 } // namespace

@@ -122,6 +122,38 @@ TEST_F(NativeKeys, CtrlAltF4IsAnOrdinaryKey) {
     EXPECT_EQ(system.closeRequests, 0u);
 }
 
+TEST_F(NativeKeys, AltF4WithAnyOtherModifierIsAnOrdinaryKey) {
+    Hold({ktKeyAlt, ktKeyShift});
+    KeyDown(ktKeyF4);
+    KeyUp(ktKeyShift);
+    native.reserved_key = true;
+    log.clear();
+    KeyDown(ktKeyF4);
+    EXPECT_EQ(log, (ktEventLog{"overlay OnKey 115", "page OnKey 115"}));
+    EXPECT_EQ(page.lastKey.mods, 10u);
+    EXPECT_EQ(system.closeRequests, 0u);
+}
+
+TEST_F(NativeKeys, TheOtherShortcutsLookAtCtrlAltAndShiftAlone) {
+    Hold({ktKeyCtrl, ktKeyAlt});
+    native.reserved_key = true;
+    KeyDown(ktKeyUp);
+    EXPECT_TRUE(native.maximized);
+}
+
+TEST_F(NativeKeys, AnEventDoesNotCountItsOwnKeyAsHeld) {
+    for (const uint32_t key : {ktKeyCtrl, ktKeyAlt, ktKeyShift}) {
+        KeyDown(key);
+        EXPECT_EQ(page.lastKey.mods, 0u) << key;
+        KeyDown(key); // repeated
+        EXPECT_NE(page.lastKey.mods, 0u) << key;
+        KeyUp(key);
+        Character(key);
+        EXPECT_EQ(page.lastKey.mods, 0u) << key;
+        Notice(ktMessageKind::focusLost);
+    }
+}
+
 TEST_F(NativeKeys, F4AloneIsAnOrdinaryKey) {
     KeyDown(ktKeyF4);
     EXPECT_EQ(log, (ktEventLog{"overlay OnKey 115", "page OnKey 115"}));
@@ -181,6 +213,7 @@ TEST_F(NativeKeys, CtrlAltF5GoesHomeAndForgetsTheSavedRectangle) {
     EXPECT_EQ(native.saved_h, 0);
     EXPECT_EQ(renderer.requested_size.Get(), ktPackSize(1440, 900));
     EXPECT_EQ(log, (ktEventLog{"page SetSize 1440 900", "overlay SetSize 1440 900"}));
+    EXPECT_EQ(renderer.requested_size.Get(), ktPackSize(1440, 900));
 }
 
 TEST_F(NativeKeys, CtrlAltF5WhileMaximizedDoesNothing) {

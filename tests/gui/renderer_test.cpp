@@ -1,10 +1,12 @@
 #include "gui/renderer.h"
 
 #include "gui/font.h"
+#include "gui/shader_sources.h"
 #include "gui/window.h"
 #include "gui/window_set.h"
 #include "support/fake_clock.h"
 #include "support/fake_gl.h"
+#include "support/silent_gl.h"
 #include "support/test_font.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -113,6 +116,58 @@ TEST_F(Renderer, SetsItselfUpInOrder) {
     ASSERT_EQ(enabled.size(), 2u);
     EXPECT_EQ(enabled[0].arguments[0], double(ktGlBlend));
     EXPECT_EQ(enabled[1].arguments[0], double(ktGlLineSmooth));
+    EXPECT_EQ(gl.CallsOf("BlendFunc")[0].arguments,
+              (std::vector<double>{ktGlSrcAlpha, ktGlOneMinusSrcAlpha}));
+    EXPECT_EQ(gl.CallsOf("Hint")[0].arguments, (std::vector<double>{ktGlLineSmoothHint, ktGlNicest}));
+    EXPECT_EQ(gl.CallsOf("LineWidth")[0].arguments, std::vector<double>{1});
+}
+
+TEST_F(Renderer, BuildsTheProgramsOfShapesTextAndImagesInThatOrder) {
+    RunFrames(1);
+    std::vector<std::string> sources;
+    for (const ktGlCall &call : gl.CallsOf("ShaderSource")) sources.push_back(call.text);
+    EXPECT_EQ(sources, (std::vector<std::string>{ktFlatVertexSource, ktFlatFragmentSource,
+                                                 ktTexturedVertexSource, ktTextFragmentSource,
+                                                 ktTexturedVertexSource, ktImageFragmentSource}));
+    EXPECT_LT(renderer.flat_program.program, renderer.text_program.program);
+    EXPECT_LT(renderer.text_program.program, renderer.image_program.program);
+}
+
+TEST_F(Renderer, ASecondStartFindsTheThreadAtWork) {
+    renderer.gui = &pages;
+    ASSERT_TRUE(renderer.Start());
+    const uint64_t thread = renderer.thread.Id();
+    EXPECT_TRUE(renderer.Start());
+    EXPECT_EQ(renderer.thread.Id(), thread);
+    renderer.Stop();
+    EXPECT_EQ(gl.CallsOf("CreateContext").size(), 1u);
+}
+
+TEST_F(Renderer, TheFrontPageIsDrawnAfterThoseBehindIt) {
+    pages.visible[0] = first.index;
+    pages.visible[1] = second.index;
+    pages.visible_count = 2;
+    RunFrames(1);
+    ExpectOrder(Names(), {"second", "first", "overlay"});
+    EXPECT_EQ(gl.CallsOf("second").size(), 1u);
+}
+
+TEST_F(Renderer, TheProgramsGoWithTheContextAndAreForgottenLater) {
+    RunFrames(1);
+    EXPECT_TRUE(gl.CallsOf("DeleteProgram").empty());
+    EXPECT_NE(renderer.image_program.program, 0u);
+    renderer.Free();
+    for (const ktShaderProgram *program :
+         {&renderer.flat_program, &renderer.text_program, &renderer.image_program})
+        EXPECT_EQ(program->program, 0u);
+    EXPECT_TRUE(gl.CallsOf("DeleteProgram").empty());
+}
+
+TEST_F(Renderer, AtTheEndOfAFrameItsStartBecomesItsLength) {
+    clock.Advance(500);
+    surface.on_swap = [this] { clock.Advance(16); };
+    RunFrames(1);
+    EXPECT_EQ(renderer.frame_start, 16000000u);
 }
 
 TEST_F(Renderer, ClearsWithTheWindowsColour) {
@@ -325,6 +380,7 @@ TEST_F(RendererFailure, OfAShaderLeavesTheDriversWordsInTheLog) {
     ExpectFailure();
     ExpectNothingLeft();
     EXPECT_STREQ(renderer.flat_program.info_log.data(), "it is wrong");
+    EXPECT_EQ(renderer.Problem(), "it is wrong");
 }
 
 TEST_F(RendererFailure, OfALink) {
@@ -339,11 +395,63 @@ TEST_F(RendererFailure, OfADriverThatGivesNoObjects) {
     font.path = TestFontPath();
     ASSERT_TRUE(font.Load());
     renderer.fonts.push_back(&font);
-    gl.gives_objects = false;
+    gl.good_objects = 0;
     ExpectFailure();
     EXPECT_EQ(Count("CreateProgram"), Count("DeleteProgram"));
     EXPECT_EQ(Count("DestroyContext"), 1u);
     EXPECT_NE(font.bitmap, nullptr); // for another start
+}
+
+TEST_F(RendererFailure, WhereverTheObjectsEndThoseMadeAreDeleted) {
+    ktFont font;
+    font.path = TestFontPath();
+    ASSERT_TRUE(font.Load());
+    renderer.fonts.push_back(&font);
+    RunFrames(1);
+    const std::vector<std::string> kinds = {"VertexArrays", "Buffers", "Textures"};
+    const auto made = [&](const char *prefix) {
+        double objects = 0;
+        for (const std::string &kind : kinds)
+            for (const ktGlCall &call : gl.CallsOf(prefix + kind)) objects += call.arguments[0];
+        return static_cast<int>(objects);
+    };
+    const int all = made("Gen");
+    EXPECT_EQ(all, 3 * 3 * 3 + 1); // an array and two buffers for three batches of three windows; the atlas
+    ASSERT_TRUE(font.Load());
+    for (int given = 0; given < all; ++given) {
+        gl.Forget();
+        gl.good_objects = given;
+        ExpectFailure();
+        std::multiset<double> names;
+        for (const std::string &kind : kinds)
+            for (const ktGlCall &call : gl.CallsOf("Delete" + kind))
+                for (size_t i = 1; i < call.arguments.size(); ++i)
+                    if (call.arguments[i] != 0) names.insert(call.arguments[i]);
+        EXPECT_EQ(static_cast<int>(names.size()), given);
+        EXPECT_EQ(Count("DestroyContext"), 1u);
+    }
+}
+
+TEST_F(RendererFailure, TellsWhatTheSystemSaidOnItsThread) {
+    ktSilentGlSurface refusing;
+    refusing.hasContext = false;
+    refusing.systemError = 12;
+    refusing.problem = "no visual";
+    ktRenderer other(refusing, clock);
+    SetLastSystemError(99);
+    EXPECT_FALSE(other.Start());
+    EXPECT_EQ(LastSystemError(), 12u);
+    EXPECT_EQ(other.Problem(), "no visual");
+    refusing.systemError = 0;
+    EXPECT_FALSE(other.Start());
+    EXPECT_EQ(LastSystemError(), 0u); // nothing of this thread's past
+}
+
+TEST_F(RendererFailure, LetsGoOfThePages) {
+    renderer.gui = &pages;
+    surface.has_context = false;
+    ExpectFailure();
+    EXPECT_EQ(renderer.gui, nullptr);
 }
 
 TEST_F(RendererFailure, OfTheLastProgramDeletesTheOthers) {

@@ -177,3 +177,9 @@ TEST(ShaderSources, DeclareWhatTheirProgramsAreFedWith) {
     expectAll(ktImageFragmentSource, {"in vec4 ourColor;", "in vec2 TexCoord;", "uniform sampler2D image;",
                                       "uniform float gs_coef;"});
 }
+
+TEST(ShaderSources, EachMixesTowardsTheSameGreyAndKeepsItsAlpha) {
+    for (const char *source : {ktFlatFragmentSource, ktTextFragmentSource, ktImageFragmentSource})
+        for (const char *part : {"0.2126", "0.7152", "0.0722", "mix(", "gs_coef)", "color.a"})
+            EXPECT_NE(std::string(source).find(part), std::string::npos) << part;
+}

@@ -22,14 +22,11 @@ using Strings = std::vector<std::string>;
 /// Knows whether its readers hold the lock.
 class WatchedLines final : public ktRecordingLines {
 public:
-    void LockShared() override { ++held; }
-    void UnlockShared() override { --held; }
     const char *GetLine(uint64_t index) const override {
         if (held == 0) ++unguardedReads;
         ++reads;
         return ktRecordingLines::GetLine(index);
     }
-    int held = 0;
     mutable int reads = 0;
     mutable int unguardedReads = 0;
 };
@@ -336,6 +333,44 @@ TEST_F(TextView, ARightClickElsewhereCopiesTheWord) {
     EXPECT_EQ(Copied(5, 0), "nothing");
 }
 
+TEST_F(TextView, TheColumnsOfARightClickAreAsWideAsTheWidestGlyph) {
+    ktFont wide;
+    wide.first_char = ' ';
+    wide.char_count = 1;
+    wide.glyphs = std::make_unique<ktGlyph[]>(1);
+    wide.glyphs[0].advance = 9 * 64;
+    wide.max_glyph_width = 12;
+    wide.atlas_height = 16;
+    view.SetFont(&wide);
+    view.w = 240;
+    lines.AddLine("ab cd");
+    clipboard.Set("nothing");
+    EXPECT_FALSE(view.OnRightDown(40 + 3 * 9 + 6, 31)); // drawn there is a c, in the third column a blank
+    EXPECT_TRUE(view.OnRightDown(40 + 3 * 12, 31));
+    EXPECT_EQ(clipboard.Text(), "cd");
+    EXPECT_TRUE(view.OnRightDown(40 + 19 * 12, 31));
+    EXPECT_EQ(clipboard.Text(), "ab cd");
+}
+
+TEST_F(TextView, InAViewOfOneColumnARightClickCopiesTheLine) {
+    lines.AddLine("first one here");
+    lines.AddLine("second one here");
+    view.w = cellWidth;
+    EXPECT_EQ(Copied(0, 0), "first one here");
+}
+
+TEST_F(TextView, ARightClickInTheFirstColumnCopiesAnEmptyLineToo) {
+    lines.AddLine("");
+    EXPECT_EQ(Copied(0, 0), "");
+}
+
+TEST_F(TextView, WithoutMemoryARightClickLeavesTheClipboardAlone) {
+    lines.AddLine("first one here");
+    lines.isPoor = true;
+    EXPECT_EQ(Copied(columnCount - 1, 0), "nothing");
+    EXPECT_EQ(lines.held, 0);
+}
+
 TEST_F(TextView, ARightClickBelowTheTextCopiesNothing) {
     lines.AddLine("first one here");
     EXPECT_EQ(Copied(0, 1), "nothing");
@@ -409,6 +444,24 @@ TEST_F(TextView, ShowsAStoreThatForgetsItsOldestLines) {
     const Strings shown = Draw();
     ASSERT_EQ(shown.size(), 5u);
     EXPECT_EQ(shown.back().substr(0, 5), "2999 ");
+}
+
+TEST_F(TextView, AStoreThatForgetsAsManyLinesAsItGetsMovesUnderTheView) {
+    ktCircularLines log;
+    ASSERT_TRUE(log.Reserve());
+    view.lines = &log;
+    const std::string filler(1000, 'x');
+    uint32_t next = 0;
+    const auto add = [&] { log.AddLine((std::to_string(next++) + ' ' + filler).c_str()); };
+    while (next < 3000) add();
+    Draw();
+    view.OnWheel(false);
+    const std::string first = Draw().front().substr(0, 5);
+    const uint64_t count = log.GetLineCount();
+    add();
+    ASSERT_EQ(log.GetLineCount(), count); // the oldest one went
+    // The count tells of no change, so the view stays where it was scrolled to; the text moves by a line.
+    EXPECT_EQ(Draw().front().substr(0, 5), std::to_string(std::stoul(first) + 1) + ' ');
 }
 
 TEST_F(TextView, AFrameAllocatesNothing) {

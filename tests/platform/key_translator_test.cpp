@@ -26,6 +26,7 @@ constexpr uint32_t keyEscape = 41;
 constexpr uint32_t keyBackspace = 42;
 constexpr uint32_t keyTab = 43;
 constexpr uint32_t keySpace = 44;
+constexpr uint32_t keyMinus = 45;
 constexpr uint32_t keyLeftBracket = 47;
 constexpr uint32_t keyRightBracket = 48;
 constexpr uint32_t keyBackslash = 49;
@@ -258,6 +259,16 @@ TEST(KeyTranslator, CtrlWithBracketsMakesControlCharacters) {
     EXPECT_EQ(keyboard.Down(keyRightBracket, ']', ctrl), "d221 c29");
     EXPECT_EQ(keyboard.Down(keyLeftBracket, '[', Held{.ctrl = true, .shift = true}), "d219");
     EXPECT_EQ(keyboard.Down(keyLeftBracket, '['), "d219");
+}
+
+TEST(KeyTranslator, CtrlAndShiftWithTheCaretAndTheLowLineMakeControlCharacters) {
+    Keyboard keyboard;
+    const Held both{.ctrl = true, .shift = true};
+    EXPECT_EQ(keyboard.Down(key6, '6', both), "d54 c30");
+    EXPECT_EQ(keyboard.Down(keyMinus, '-', both), "d189 c31");
+    EXPECT_EQ(keyboard.Down(key6, '6', ctrl), "d54");
+    EXPECT_EQ(keyboard.Down(keyMinus, '-', ctrl), "d189");
+    EXPECT_EQ(keyboard.Down(key6, '6', Held{.ctrl = true, .leftAlt = true, .shift = true}), "d54");
 }
 
 TEST(KeyTranslator, CtrlWithADigitMakesNone) {

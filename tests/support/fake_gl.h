@@ -86,7 +86,7 @@ public:
     std::set<uint32_t> bad_shaders;  ///< kinds that do not compile
     bool links = true;               ///< programs link
     int good_links = INT_MAX;        ///< programs that link before the first that does not
-    bool gives_objects = true;       ///< without it Gen functions give 0
+    int good_objects = INT_MAX;      ///< objects that Gen functions make before they give 0
     std::string log = "it is wrong"; ///< what a failure leaves in the info log
 
 private:
@@ -139,7 +139,7 @@ private:
         const std::lock_guard lock(mutex);
         if (name.starts_with("Gen"))
             for (int i = 0; i < int(values[0].number); ++i)
-                Out<uint32_t>(values[1])[i] = gives_objects ? NextName() : 0;
+                Out<uint32_t>(values[1])[i] = good_objects-- > 0 ? NextName() : 0;
         if (!record) return name.starts_with("Create") ? NextName() : 0;
         ktGlCall call{std::string(name), {}, {}, {}};
         for (size_t i = 0; i < count; ++i) call.arguments.push_back(values[i].number);

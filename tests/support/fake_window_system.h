@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -24,7 +25,7 @@ public:
     ~ktFakePlatformWindow() override;
 
     ktGlSurface &Surface() override;
-    void Show() override { calls.push_back("Show"); }
+    void Show() override;
     void Minimize() override { calls.push_back("Minimize"); }
     void Move(int32_t newX, int32_t newY) override {
         x = newX;
@@ -200,8 +201,10 @@ public:
     uint32_t opens = 0;
     uint32_t closes = 0;
     uint32_t quits = 0;
+    uint32_t shows = 0;
     std::atomic<uint32_t> closeRequests = 0; ///< closes that the window posted
     ktFakePlatformWindow *window = nullptr;  ///< the living one
+    std::function<void()> on_destroy;        ///< called when a window goes
     ktSilentGlSurface surface;               ///< of every window
 
 private:
@@ -212,10 +215,16 @@ private:
 };
 
 inline ktFakePlatformWindow::~ktFakePlatformWindow() {
+    if (system.on_destroy) system.on_destroy();
     system.window = nullptr;
     ktNativeMessage message;
     message.kind = ktMessageKind::destroyed;
     handler.OnMessage(message);
+}
+
+inline void ktFakePlatformWindow::Show() {
+    ++system.shows;
+    calls.push_back("Show");
 }
 
 inline ktGlSurface &ktFakePlatformWindow::Surface() { return system.surface; }

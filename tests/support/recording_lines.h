@@ -22,12 +22,13 @@ public:
         lines.clear();
         clearedUnderLock = exclusiveHeld;
     }
-    void LockShared() override {}
-    void UnlockShared() override {}
+    void LockShared() override { ++held; }
+    void UnlockShared() override { --held; }
     void LockExclusive() override { exclusiveHeld = true; }
     void UnlockExclusive() override { exclusiveHeld = false; }
     char *GetText() override {
-        if (lines.empty()) return nullptr;
+        copiedUnderLock = held > 0;
+        if (lines.empty() || isPoor) return nullptr;
         std::string text = lines.front();
         for (size_t i = 1; i < lines.size(); ++i) text += '\n' + lines[i];
         char *copy = static_cast<char *>(std::malloc(text.size() + 1));
@@ -36,6 +37,9 @@ public:
     }
 
     std::vector<std::string> lines;
+    bool isPoor = false;          ///< has no memory for a text
+    int held = 0;                 ///< shared
+    bool copiedUnderLock = false; ///< of the last GetText
     bool exclusiveHeld = false;
     bool clearedUnderLock = false; ///< of the last Clear
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "gui/gl_api.h"
+#include "platform/host.h"
 #include "platform/window_system.h"
 
 #include <atomic>
@@ -14,7 +15,11 @@
 /// succeed and nothing is written down. A swap takes a millisecond, as a fast screen would.
 class ktSilentGlSurface final : public ktGlSurface {
 public:
-    bool CreateContext() override { return hasContext; }
+    bool CreateContext() override {
+        if (!hasContext) SetLastSystemError(systemError);
+        return hasContext;
+    }
+    std::string Problem() const override { return problem; }
     void *Resolve(const char *name) override {
 #define KT_SILENT_GL(result, function, parameters)                                                           \
     if (std::string("gl" #function) == name) {                                                               \
@@ -34,7 +39,9 @@ public:
     }
     void DestroyContext() override {}
 
-    bool hasContext = true; ///< what CreateContext gives
+    bool hasContext = true;   ///< what CreateContext gives
+    uint32_t systemError = 0; ///< that it leaves when it fails
+    std::string problem;
     std::atomic<uint64_t> swaps = 0;
 
 private:

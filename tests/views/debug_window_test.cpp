@@ -324,6 +324,23 @@ TEST_F(DebugWindowDraw, AnOldPictureIsWholeWhateverIsWrittenToItsRecord) {
     EXPECT_EQ(CurrentCode(), "0010:0000000000401100: nop");
 }
 
+TEST_F(DebugWindowDraw, TheRecordThatAFrameReadsIsKnown) {
+    Connect();
+    Draw();
+    ktSnapshot *const published = rig.session.publishedSnapshot;
+    std::atomic<bool> stop = false;
+    std::thread renderer([&] {
+        while (!stop) window->Draw();
+    });
+    ktSnapshot *held = nullptr;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!held && std::chrono::steady_clock::now() < end) held = rig.session.heldSnapshot;
+    stop = true;
+    renderer.join();
+    EXPECT_EQ(held, published);
+    EXPECT_EQ(rig.session.heldSnapshot.load(), nullptr);
+}
+
 TEST_F(DebugWindowDraw, NothingIsHeldBetweenFrames) {
     Connect();
     Draw();
@@ -427,6 +444,30 @@ TEST_F(DebugWindowDraw, ARunningTargetsOldCodeLinesAreThoseOfTheLastStop) {
     EXPECT_EQ(CurrentCode(), ""); // the target is at none of them
 }
 
+TEST_F(DebugWindowDraw, ARunningTargetHasNoBarOnAPageThatShowsItForTheFirstTime) {
+    Connect();
+    for (const uint64_t pointer : {0x401101u, 0x401102u, 0x401103u}) StopAt(pointer);
+    ASSERT_TRUE(rig.session.Update(ktUpdateAssumeRunning));
+    for (int frame = 0; frame < 2; ++frame) {
+        Draw();
+        EXPECT_NE(TextAt(0, codeY), "");
+        EXPECT_EQ(CurrentCode(), "");
+    }
+}
+
+TEST_F(DebugWindowDraw, ASessionWithoutATargetShowsNothingOfTheOneBefore) {
+    Connect();
+    for (const uint64_t pointer : {0x401101u, 0x401102u, 0x401103u}) StopAt(pointer);
+    rig.session.Disconnect();
+    ASSERT_TRUE(rig.session.Connect(ktEngineStatic, 6, ""));
+    ASSERT_TRUE(rig.session.Update(0));
+    Draw();
+    EXPECT_EQ(Core(), "No cores present");
+    EXPECT_EQ(TextAt(0, codeY), "No code available");
+    EXPECT_EQ(RegistersMessage(), "No bound context");
+    EXPECT_EQ(CurrentCode(), "");
+}
+
 TEST_F(DebugWindowDraw, WhatTheSessionOwnsIsLeftAloneWhileSomebodyTakesItAway) {
     Connect();
     AddKernel();
@@ -486,8 +527,20 @@ TEST_F(DebugWindowDraw, EverySizeIsDrawn) {
             window->SetSize(w, h);
             Draw();
             EXPECT_EQ(Core(), "Stopped on core 0");
+            EXPECT_EQ(window->code.h, h > 350 ? h - 350 : 0);
+            const std::vector<int> back = PointsAt(window->draw_list.triangles, window->code.back_first, 4);
+            EXPECT_EQ(back[1], codeY) << h;
+            EXPECT_EQ(back[5] - back[1], h > 350 ? static_cast<int>(h) - 350 : 0) << h;
+            EXPECT_EQ(CurrentCode().empty(), h < 350 + static_cast<uint32_t>(lineHeight)) << h;
         }
     }
+}
+
+TEST_F(DebugWindowDraw, InALowWindowTheCommandLineIsNotCoveredByTheCode) {
+    window->SetSize(windowW, 300);
+    const auto y = static_cast<int32_t>(window->input.y) + 1;
+    window->OnLeftDown(100, y);
+    EXPECT_EQ(window->focus, &window->input);
 }
 
 TEST_F(DebugWindowDraw, FramesAndStepsAllocateNothing) {

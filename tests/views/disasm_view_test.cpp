@@ -162,6 +162,18 @@ TEST_F(DisasmView, StepsInsideABlockDecodeNothing) {
     EXPECT_TRUE(disasm.calls.empty());
 }
 
+TEST_F(DisasmView, BytesThatChangeInTheBlockOnShowAreDecodedWithTheNextBlock) {
+    Draw();
+    state.code[256] = 0xFF;
+    SetPointer(257);
+    Draw();
+    EXPECT_EQ(Row(9), Line(256)); // a block is known by its address
+    state.codeAddress.value += 0x400;
+    SetPointer(257);
+    Draw();
+    EXPECT_EQ(Row(9), Line(0x400 + 255));
+}
+
 TEST_F(DisasmView, AnotherBlockIsDecodedAnew) {
     Draw();
     state.codeAddress.value += 0x400;

@@ -1,11 +1,16 @@
 #include "views/gui.h"
 
 #include "app/circular_lines.h"
+#include "app/log_lines.h"
 #include "gui/clipboard.h"
+#include "gui/draw_batch.h"
+#include "support/allocation_count.h"
 #include "support/gui_app.h"
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -35,6 +40,31 @@ TEST_F(GuiApp, AScreenSmallerThanTheDefaultRectangleCutsItAndHalvesThePosition) 
     EXPECT_EQ(Gui().native->rect_y, 50);
     EXPECT_EQ(Gui().native->rect_w, 1180);
     EXPECT_EQ(Gui().native->rect_h, 700);
+}
+
+TEST_F(GuiApp, AScreenThatEndsWithTheDefaultRectangleLeavesItAlone) {
+    desktop.monitors = {{0, 0, 1540, 1090, 1540, 1090}};
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(Gui().native->rect_x, 100);
+    EXPECT_EQ(Gui().native->rect_y, 100);
+    EXPECT_EQ(Gui().native->rect_w, 1440);
+    EXPECT_EQ(Gui().native->rect_h, 990);
+}
+
+TEST_F(GuiApp, AScreenOnePixelSmallerCutsIt) {
+    desktop.monitors = {{0, 0, 1539, 1089, 1539, 1089}};
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(Gui().native->rect_x, 50);
+    EXPECT_EQ(Gui().native->rect_y, 50);
+    EXPECT_EQ(Gui().native->rect_w, 1439);
+    EXPECT_EQ(Gui().native->rect_h, 989);
+}
+
+TEST_F(GuiApp, AScreenThatEndsBeforeTheDefaultPlaceIsFilled) {
+    desktop.monitors = {{0, 0, 90, 80, 90, 80}};
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(Gui().native->rect_w, 90);
+    EXPECT_EQ(Gui().native->rect_h, 80);
 }
 
 TEST_F(GuiApp, WithoutAPrimaryMonitorTheDefaultRectangleStands) {
@@ -85,6 +115,45 @@ TEST_F(GuiApp, WindowsGetWhatTheyShowAndDrive) {
     EXPECT_EQ(std::string(gui.remote_log_window->title.text.Copy().data()), "Remote log window");
     EXPECT_EQ(std::string(gui.command_window->title.text.Copy().data()), "Command window");
     EXPECT_EQ(gui.debug_window->session, app.session.get());
+    EXPECT_EQ(gui.mem_view_window->view.session, app.session.get());
+    EXPECT_EQ(app.session->memViewRequests,
+              (std::list<ktMemViewRequest *>{&gui.mem_view_window->view.request}));
+    for (const ktLinesPage *page : std::initializer_list<const ktLinesPage *>{
+             gui.command_window.get(), gui.log_window.get(), gui.remote_log_window.get()}) {
+        EXPECT_EQ(page->clear.target, page->view.lines.Get());
+        EXPECT_EQ(page->copy.target, page->view.lines.Get());
+    }
+    EXPECT_EQ(gui.overlay_window->fps_label.renderer, gui.renderer.get());
+}
+
+TEST_F(GuiApp, EachPageKeepsItsOwnFocusAndTabLeavesIt) {
+    ASSERT_TRUE(Start());
+    ktGui &gui = Gui();
+    PressWithAlt(ktKeyGrave);
+    PressWithAlt('2');
+    EXPECT_EQ(gui.debug_window->focus, nullptr);
+    PressWithAlt(ktKeyGrave);
+    PressWithAlt('1');
+    Enter("help");
+    EXPECT_EQ(Output().size(), 4u);
+    Press(ktKeyTab);
+    EXPECT_EQ(gui.command_window->focus, &gui.command_window->input);
+    EXPECT_EQ(gui.debug_window->focus, &gui.debug_window->input);
+}
+
+TEST_F(GuiApp, AComponentInTheCornerTakesThePressThatWouldResize) {
+    ASSERT_TRUE(Start());
+    ktCommandInput &input = Gui().command_window->input;
+    const int32_t right = Gui().native->rect_w - 10;
+    const int32_t bottom = Gui().native->rect_h;
+    ASSERT_GT(static_cast<int32_t>(input.y + input.h), bottom - 25);
+    desktop.SendMouse(ktMessageKind::leftDown, static_cast<int16_t>(right),
+                      static_cast<int16_t>(input.y + input.h - 1));
+    EXPECT_FALSE(Gui().native->resizing);
+    EXPECT_EQ(Gui().command_window->focus, &input);
+    desktop.SendMouse(ktMessageKind::leftDown, static_cast<int16_t>(right),
+                      static_cast<int16_t>(bottom - 10));
+    EXPECT_TRUE(Gui().native->resizing);
 }
 
 TEST_F(GuiApp, OnThePageAtStartTypingDoesNothingUntilTheInputHasTheFocus) {
@@ -205,8 +274,13 @@ TEST_F(GuiApp, WithoutAWindowTheStartFails) {
 
 TEST_F(GuiApp, WithoutAContextTheStartFailsAndTheWindowGoes) {
     desktop.surface.hasContext = false;
+    desktop.surface.systemError = 12;
+    desktop.surface.problem = "no visual";
     EXPECT_FALSE(Start());
-    EXPECT_FALSE(app.gui->Problem().empty());
+    EXPECT_EQ(app.gui->Problem(), "the graphics driver gives no OpenGL 3.3: no visual");
+    EXPECT_EQ(app.lastError, 12u);
+    EXPECT_EQ(desktop.shows, 0u);
+    EXPECT_TRUE(desktop.errors.empty());
     EXPECT_EQ(desktop.window, nullptr);
 }
 
@@ -246,6 +320,73 @@ TEST(GuiLink, AMissingWindowIsAFailure) {
     EXPECT_FALSE(gui.Link({}));
     ASSERT_TRUE(gui.Start());
     EXPECT_TRUE(gui.Link({}));
+    gui.Stop();
+}
+
+/// A window of its own, started and stopped.
+class GuiParts : public testing::Test {
+protected:
+    ktFakeWindowSystem desktop;
+    ktGui gui{desktop, {TestFontPath()}};
+};
+
+TEST_F(GuiParts, LinkReportsEachMissingPageAndWiresTheOthers) {
+    ktCmdProcessor processor;
+    ktLogLines lines;
+    ktGuiWiring wiring;
+    wiring.processor = &processor;
+    wiring.outputLines = wiring.logLines = wiring.remoteLines = &lines;
+    for (int missing = 0; missing < 5; ++missing) {
+        ASSERT_TRUE(gui.Start());
+        gui.renderer->Stop();
+        if (missing == 0) gui.command_window.reset();
+        if (missing == 1) gui.log_window.reset();
+        if (missing == 2) gui.remote_log_window.reset();
+        if (missing == 3) gui.debug_window.reset();
+        if (missing == 4) gui.mem_view_window.reset();
+        EXPECT_FALSE(gui.Link(wiring)) << missing;
+        const ktLinesPage *const pages[] = {gui.command_window.get(), gui.log_window.get(),
+                                            gui.remote_log_window.get()};
+        for (int at = 0; at < 3; ++at) {
+            const ktLines *const shown = pages[at] ? pages[at]->view.lines.Get() : nullptr;
+            EXPECT_EQ(shown, at == missing ? nullptr : &lines) << missing;
+        }
+        const ktCmdProcessor *const driven = gui.debug_window ? gui.debug_window->processor.Get() : nullptr;
+        EXPECT_EQ(driven, missing == 3 ? nullptr : &processor);
+        gui.Stop();
+    }
+}
+
+TEST_F(GuiParts, TheThreadEndsFirstThenThePagesThenTheWindow) {
+    ASSERT_TRUE(gui.Start());
+    bool looked = false;
+    desktop.on_destroy = [this, &looked] {
+        looked = true;
+        EXPECT_FALSE(gui.renderer->thread.IsStarted());
+        EXPECT_TRUE(gui.renderer->draw_lists.empty());
+        EXPECT_TRUE(gui.windows.empty());
+        EXPECT_EQ(gui.overlay, nullptr);
+        for (const void *page : std::initializer_list<const void *>{
+                 gui.tv_window.get(), gui.mem_view_window.get(), gui.debug_window.get(), gui.log_window.get(),
+                 gui.remote_log_window.get(), gui.command_window.get(), gui.overlay_window.get()})
+            EXPECT_EQ(page, nullptr);
+        EXPECT_NE(gui.font, nullptr);
+    };
+    gui.Stop();
+    EXPECT_TRUE(looked);
+    EXPECT_EQ(gui.font, nullptr);
+}
+
+TEST_F(GuiParts, WithoutMemoryForAPageTheStartFails) {
+    for (const uint64_t textVertices : {uint64_t(ktTextVertices), uint64_t(1000)}) {
+        const ktAllocationFailure full(textVertices * sizeof(ktTexturedVertex));
+        EXPECT_FALSE(gui.Start());
+        EXPECT_EQ(gui.Problem(), "memory is exhausted");
+        EXPECT_GT(full.Count(), 0u);
+        EXPECT_EQ(desktop.window, nullptr);
+        EXPECT_EQ(desktop.shows, 0u);
+    }
+    EXPECT_TRUE(gui.Start());
     gui.Stop();
 }
 

@@ -17,6 +17,7 @@ struct Deleter {
 using Config = std::unique_ptr<FcConfig, Deleter<FcConfigDestroy>>;
 using Pattern = std::unique_ptr<FcPattern, Deleter<FcPatternDestroy>>;
 using FontSet = std::unique_ptr<FcFontSet, Deleter<FcFontSetDestroy>>;
+using CharSet = std::unique_ptr<FcCharSet, Deleter<FcCharSetDestroy>>;
 using ObjectSet = std::unique_ptr<FcObjectSet, Deleter<FcObjectSetDestroy>>;
 
 /// The faces whose metrics are closest to what the layouts were made for.
@@ -26,10 +27,19 @@ void AddOnce(const std::string &file, std::vector<std::string> &files) {
     if (std::find(files.begin(), files.end(), file) == files.end()) files.push_back(file);
 }
 
+/// All printable characters that are drawn.
+CharSet WantedCharacters() {
+    CharSet characters(FcCharSetCreate());
+    for (FcChar32 character = ' '; character <= '~'; ++character)
+        FcCharSetAddChar(characters.get(), character);
+    return characters;
+}
+
 /// Files of upright faces of normal weight and width that `pattern` matches, by name. Only the first face of
 /// a file counts, since a file's name is all that is told.
 std::vector<std::string> FilesOf(const Config &config, const Pattern &pattern) {
     std::vector<std::string> files;
+    FcPatternAddCharSet(pattern.get(), FC_CHARSET, WantedCharacters().get());
     FcPatternAddBool(pattern.get(), FC_SCALABLE, FcTrue);
     FcPatternAddInteger(pattern.get(), FC_SLANT, FC_SLANT_ROMAN);
     FcPatternAddInteger(pattern.get(), FC_WEIGHT, FC_WEIGHT_REGULAR);

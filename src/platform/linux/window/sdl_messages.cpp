@@ -21,12 +21,6 @@ int16_t Clamped(int32_t value) {
     return static_cast<int16_t>(std::clamp<int32_t>(value, INT16_MIN, INT16_MAX));
 }
 
-ktNativeMessage MessageOf(ktMessageKind kind) {
-    ktNativeMessage message;
-    message.kind = kind;
-    return message;
-}
-
 void TranslateWindowEvent(const SDL_WindowEvent &event, std::vector<ktNativeMessage> &messages) {
     switch (event.event) {
     case SDL_WINDOWEVENT_FOCUS_GAINED:
@@ -59,7 +53,11 @@ void TranslateWheel(const SDL_MouseWheelEvent &event, std::vector<ktNativeMessag
 
 } // namespace
 
-ktNativeMessage CloseMessage() { return MessageOf(ktMessageKind::close); }
+ktNativeMessage MessageOf(ktMessageKind kind) {
+    ktNativeMessage message;
+    message.kind = kind;
+    return message;
+}
 
 ktNativeMessage MouseMessageOf(ktMessageKind kind, int32_t x, int32_t y) {
     ktNativeMessage message = MessageOf(kind);

@@ -22,7 +22,7 @@ bool ReservePostedMessages();
 /// Whether `event` is the end of the loop.
 bool IsPostedQuit(const SDL_Event &event);
 
-ktNativeMessage CloseMessage();
+ktNativeMessage MessageOf(ktMessageKind kind);
 /// A message about the mouse at a place of the client area, which may lie far outside it.
 ktNativeMessage MouseMessageOf(ktMessageKind kind, int32_t x, int32_t y);
 

@@ -12,6 +12,7 @@
 
 namespace {
 
+constexpr std::chrono::milliseconds settlingTime(200); // of a desktop that is slow to answer
 constexpr uint32_t largestSide = 16384; // what graphics drivers draw; the display itself takes twice as much
 
 uint32_t SideOf(uint32_t wanted) { return std::clamp(wanted, uint32_t(1), largestSide); }
@@ -27,6 +28,7 @@ ktSdlWindow::ktSdlWindow(SDL_Window *created, ktMessageTarget &messageTarget, kt
         handle = native.info.x11.window;
     }
     target.handler = &handler;
+    target.window = this;
 }
 
 ktSdlWindow::~ktSdlWindow() {
@@ -47,19 +49,31 @@ void ktSdlWindow::Minimize() { SDL_MinimizeWindow(window); }
 
 void ktSdlWindow::Move(int32_t x, int32_t y) {
     XMoveWindow(display, handle, x, y);
-    XFlush(display);
+    BeginSettling();
 }
 
 void ktSdlWindow::Resize(uint32_t w, uint32_t h) {
     AllowSize(w, h);
     XResizeWindow(display, handle, SideOf(w), SideOf(h));
-    XFlush(display);
+    BeginSettling();
 }
 
 void ktSdlWindow::Place(int32_t x, int32_t y, uint32_t w, uint32_t h) {
     AllowSize(w, h);
     XMoveResizeWindow(display, handle, x, y, SideOf(w), SideOf(h));
+    BeginSettling();
+}
+
+void ktSdlWindow::BeginSettling() {
     XFlush(display);
+    isSettling = true;
+    askedAt = std::chrono::steady_clock::now();
+}
+
+bool ktSdlWindow::TakeSettled() {
+    if (!isSettling || isCapturing || std::chrono::steady_clock::now() - askedAt < settlingTime) return false;
+    isSettling = false;
+    return true;
 }
 
 void ktSdlWindow::Rectangle(int32_t &x, int32_t &y, uint32_t &w, uint32_t &h) {
@@ -78,10 +92,12 @@ void ktSdlWindow::Capture(bool wanted) {
     SDL_CaptureMouse(wanted ? SDL_TRUE : SDL_FALSE);
     bool leftIsDown = false;
     if (wanted) Pointer(capturedX, capturedY, leftIsDown);
-    target.captor = wanted ? this : nullptr;
+    if (isCapturing && !wanted) BeginSettling(); // the desktop may have placed the window meanwhile
+    isCapturing = wanted;
 }
 
 bool ktSdlWindow::TakeCapturedMove(ktNativeMessage &message) {
+    if (!isCapturing) return false;
     int32_t x = 0;
     int32_t y = 0;
     bool leftIsDown = false;

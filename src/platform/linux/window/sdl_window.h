@@ -5,6 +5,7 @@
 
 #include <X11/Xlib.h>
 
+#include <chrono>
 #include <cstdint>
 
 class ktSdlWindow;
@@ -13,7 +14,7 @@ struct SDL_Window;
 /// Where messages go: the handler of the one window while there is one.
 struct ktMessageTarget {
     ktMessageHandler *handler = nullptr;
-    ktSdlWindow *captor = nullptr; ///< the window that captures the mouse
+    ktSdlWindow *window = nullptr;
 };
 
 /// A borderless SDL window. It is moved and resized without waiting for the window manager's consent, which
@@ -42,12 +43,18 @@ public:
     /// then its move. SDL passes over a move that leaves the pointer at the same place of the window, as
     /// happens when the window follows the pointer.
     bool TakeCapturedMove(ktNativeMessage &message);
+    /// Whether the desktop may still be about to answer a request, so that where the window is says nothing.
+    bool IsSettling() const { return isSettling || isCapturing; }
+    /// True once after the last of some requests, a while behind it, the mouse not being captured: whatever
+    /// the desktop made of them, it has. One that refuses tells nothing that SDL would pass on.
+    bool TakeSettled();
 
     /// SDL's connection, on which requests keep their order with SDL's own.
     Display *NativeDisplay() const { return display; }
 
 private:
     void AllowSize(uint32_t w, uint32_t h);
+    void BeginSettling();
 
     SDL_Window *window;
     ktMessageTarget &target;
@@ -55,5 +62,8 @@ private:
     Window handle = 0;
     int32_t capturedX = 0; ///< the pointer at the last TakeCapturedMove
     int32_t capturedY = 0;
+    bool isCapturing = false;
+    bool isSettling = false;
+    std::chrono::steady_clock::time_point askedAt;
     ktSdlGlSurface surface;
 };

@@ -18,6 +18,7 @@ namespace {
 /// event.
 constexpr int longestWaitMilliseconds = 10;
 constexpr uint32_t handOverMilliseconds = 1000;
+constexpr const char *noPixelFormat = "Cannot find a suitable pixel format.";
 
 struct HintRow {
     const char *name;
@@ -74,8 +75,9 @@ public:
             SDL_CreateWindow(title, x, y, static_cast<int>(w), static_cast<int>(h), flags);
         if (!created) {
             // The pixel format is chosen here; on an open display nothing else stops a window.
-            problem = SDL_GetError();
-            ShowError("Error", "Cannot find a suitable pixel format.");
+            const std::string reason = SDL_GetError();
+            ShowBox("Error", noPixelFormat);
+            problem = noPixelFormat + (' ' + reason);
             return nullptr;
         }
         SetWindowIcon(created);
@@ -93,31 +95,29 @@ public:
         std::vector<ktMonitorArea> monitors;
         size_t primary = 0;
         w = h = 0;
-        if (!ReadMonitors(monitors, primary)) return;
-        w = monitors[primary].w;
-        h = monitors[primary].h;
+        if (ReadMonitors(monitors, primary)) {
+            w = monitors[primary].w;
+            h = monitors[primary].h;
+        } else if (isOpen) {
+            connection.RootSize(w, h);
+        }
     }
 
     void RunLoop() override {
         SDL_Event event = {};
         while (isOpen) {
             const bool hasEvent = SDL_WaitEventTimeout(&event, longestWaitMilliseconds) != 0;
-            ktNativeMessage move;
-            if (target.captor && target.captor->TakeCapturedMove(move) && target.handler)
-                target.handler->OnMessage(move);
+            messages.clear();
+            AppendOwnMessages();
             if (!hasEvent) {
                 if (TakeLostMessage(ktPostedMessage::quit)) break;
-                if (TakeLostMessage(ktPostedMessage::close) && target.handler)
-                    target.handler->OnMessage(CloseMessage());
-                continue;
+                if (TakeLostMessage(ktPostedMessage::close))
+                    messages.push_back(MessageOf(ktMessageKind::close));
+            } else {
+                if (IsPostedQuit(event)) break;
+                translator.Translate(event, messages);
             }
-            if (IsPostedQuit(event)) break;
-            messages.clear();
-            translator.Translate(event, messages);
-            for (const ktNativeMessage &message : messages) {
-                // An earlier one may have destroyed the window.
-                if (target.handler) target.handler->OnMessage(message);
-            }
+            Deliver();
         }
     }
 
@@ -144,17 +144,35 @@ public:
     }
 
     void ShowError(const char *title, const char *text) override {
-        // Nobody could confirm a box without a display.
-        const bool isShown =
-            isOpen && SDL_ShowSimpleMessageBox(SDL_MESSAGEBOX_ERROR, title, text, nullptr) == 0;
-        if (!isShown) std::fprintf(stderr, "%s: %s\n", title, text);
+        if (!ShowBox(title, text)) std::fprintf(stderr, "%s: %s\n", title, text);
     }
 
     std::string Problem() const override { return problem; }
 
 private:
+    /// False where nobody could confirm it: without a display, and on one without the fonts for it.
+    bool ShowBox(const char *title, const char *text) const {
+        return isOpen && SDL_ShowSimpleMessageBox(SDL_MESSAGEBOX_ERROR, title, text, nullptr) == 0;
+    }
+
     static Window ClipboardOwner(Display *display) {
         return XGetSelectionOwner(display, XInternAtom(display, "CLIPBOARD", False));
+    }
+
+    /// What SDL does not tell.
+    void AppendOwnMessages() {
+        if (!target.window) return;
+        ktNativeMessage move;
+        if (target.window->TakeCapturedMove(move)) messages.push_back(move);
+        if (target.window->TakeSettled()) messages.push_back(MessageOf(ktMessageKind::placed));
+    }
+
+    void Deliver() {
+        for (const ktNativeMessage &message : messages) {
+            if (!target.handler) return; // an earlier one destroyed the window
+            if (message.kind == ktMessageKind::placed && target.window->IsSettling()) continue;
+            target.handler->OnMessage(message);
+        }
     }
 
     /// X11 keeps no copied text: it goes with the process that owns it, unless a manager takes it over.
