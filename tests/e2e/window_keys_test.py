@@ -59,6 +59,8 @@ class Keys(OnScreen):
         self.check("ctrl+shift+v", "d17 d16 d86 c22 u16 u17 u86")
         self.check("ctrl+bracketleft ctrl+backslash ctrl+bracketright",
                    "d17 d219 c27 u17 u219 d17 d220 c28 u17 u220 d17 d221 c29 u17 u221")
+        self.check("ctrl+shift+6 ctrl+shift+minus",
+                   "d17 d16 d54 c30 u16 u17 u54 d17 d16 d189 c31 u16 u17 u189")
         self.check("ctrl+1 ctrl+slash", "d17 d49 u17 u49 d17 d191 u17 u191")
         self.check("ctrl+space", "d17 d32 c32 u17 u32")
 

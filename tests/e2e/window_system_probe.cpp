@@ -18,6 +18,8 @@
 
 namespace {
 
+constexpr int moreThanAQueueHolds = 100000;
+
 std::mutex printing;
 
 void Say(const std::string &line) {
@@ -211,6 +213,10 @@ private:
             Say("error confirmed");
         } else if (name == "fonts") {
             for (const std::string &file : MonospacedFontFiles()) Say("font " + file);
+        } else if (name == "flood") {
+            for (int i = 0; i < moreThanAQueueHolds; ++i) window->PostClose();
+            painter.reset();
+            Destroy(); // posts the end of the loop
         } else if (name == "second") {
             Say(SystemWindows().CreateWindow("second", 0, 0, 10, 10, *this) ? "second made"
                                                                             : "second refused");
@@ -277,7 +283,7 @@ int main(int count, char **) {
         Say("loop ended");
         reader.join();
     } else {
-        Say("no window");
+        Say("no window: " + SystemWindows().Problem());
         result = 2;
     }
     SystemWindows().Close();

@@ -2,18 +2,19 @@
 """sabledbg as a person uses it: keys and mouse of a virtual screen go in, and text is read off its pixels.
 
 Usage: window_test.py --batch PROGRAM --data FOLDER [unittest arguments]
-sabledbg and dump_atlas stand beside the batch program.
+sabledbg, dump_atlas and show_picture stand beside the batch program.
 """
 
 import argparse
 import signal
+import subprocess
 import sys
 import time
 import unittest
 from pathlib import Path
 
 from window_session import BACKGROUND, WindowSession
-from x_display import XDisplay, wait_until
+from x_display import XDisplay, XlibClient, end, wait_until
 
 PROGRAMS = Path()
 DATA = Path()
@@ -123,6 +124,9 @@ class Commands(Window):
         self.await_equal(self.display.clipboard, "connect")
         self.session.click(5, y, 3)
         self.await_equal(self.display.clipboard, HELP[1])
+        advance = self.session.font.advance
+        self.session.click((image.width // advance - 1) * advance + 4, y, 3)
+        self.await_equal(self.display.clipboard, "\n".join(HELP) + "\n")
 
     def test_paste_puts_the_clipboard_into_the_line(self):
         self.give_focus()
@@ -398,6 +402,58 @@ class Frame(Window):
         self.assertEqual(windows, [int(self.session.window)])
 
 
+class Desktop(Window):
+    """A desktop that has its own mind."""
+
+    def setUp(self):
+        super().setUp()
+        self.desktop = XlibClient(self.display.name)
+        self.addCleanup(self.desktop.close)
+        self.desktop.refuse_placement()
+        self.home = self.session.rectangle()
+
+    def grant_until(self, wanted, delay):
+        def granted():
+            self.desktop.grant_placement(delay)
+            return self.session.rectangle()
+        self.await_equal(granted, wanted)
+
+    def test_a_refused_size_leaves_the_pages_as_large_as_the_window(self):
+        for _ in range(2):
+            self.session.key("ctrl+alt+Up")
+            time.sleep(1)
+            self.assertEqual(self.session.rectangle(), self.home)
+            self.assertEqual(self.session.title(), "Command window")
+            self.session.key("ctrl+alt+Down")
+            time.sleep(1)
+            self.assertEqual(self.session.title(), "Command window")
+
+    def test_a_refused_drag_leaves_the_pages_as_large_as_the_window(self):
+        x, y, w, h = self.home
+        self.display.drag((x + w - 10, y + h - 10), (x + w - 210, y + h - 110))
+        time.sleep(1)
+        self.assertEqual(self.session.rectangle(), self.home)
+        self.assertEqual(self.session.title(), "Command window")
+        self.desktop.grant_placement(0)     # after all
+        self.await_equal(lambda: self.session.rectangle()[2], w - 200)
+        self.await_equal(self.session.title, "Command window")
+
+    def test_after_a_refused_move_the_next_one_begins_where_the_window_is(self):
+        x, y, w, h = self.home
+        self.display.drag((x + 300, y + 20), (x + 300, y + 80))
+        time.sleep(1)
+        self.assertEqual(self.session.rectangle(), self.home)
+        self.session.key("ctrl+alt+shift+Left")
+        self.grant_until((x - 2, y, w, h), 0)
+
+    def test_a_slow_desktop_loses_no_step(self):
+        x, y, w, h = self.home
+        self.session.key(*["ctrl+alt+shift+Left"] * 10)
+        self.grant_until((x - 20, y, w, h), 0.04)
+        self.session.key("ctrl+alt+shift+Right")
+        self.grant_until((x - 18, y, w, h), 0)
+
+
 class Monitors(unittest.TestCase):
     def test_it_maximises_on_the_monitor_that_holds_its_middle(self):
         with XDisplay(2000, 1100) as display:
@@ -415,6 +471,40 @@ class Monitors(unittest.TestCase):
                 wait_until(lambda: session.rectangle() == (1000, 0, 1000, 1099), "maximised on the right")
 
 
+class Picture(unittest.TestCase):
+    """Pictures of the page of the target's display, through the driver's own shaders and textures."""
+
+    QUARTERS = [(0xFF, 0x80, 0x00), (0x00, 0xC0, 0x40), (0x20, 0x60, 0xFF), (0xF0, 0xE0, 0xD0)]
+
+    def test_a_picture_is_shown_upright_in_its_colours_and_replaced(self):
+        with XDisplay(1600, 1100) as display:
+            process = display.spawn([PROGRAMS / "show_picture"], stdin=subprocess.PIPE, stderr=subprocess.PIPE)
+            self.addCleanup(end, process)
+            left, top, _, _ = display.geometry(display.window("SableDbg"))
+
+            def shown():
+                shot = display.screenshot()
+                places = ((10, 110), (1270, 110), (1270, 810), (10, 810))   # clockwise, near the corners
+                return [shot.pixel(left + x, top + y) for x, y in places]
+            for turn in range(3):
+                wanted = self.QUARTERS[turn:] + self.QUARTERS[:turn]
+                wait_until(lambda: shown() == wanted, f"picture {turn}: {wanted}, not {shown()}")
+                shot = display.screenshot()
+                for x, y, quarter in ((639, 459, 0), (640, 460, 2)):        # up to the middle, at twice its size
+                    self.assertNotEqual(shot.pixel(left + x, top + y), BACKGROUND)
+                    self.assertEqual(shot.pixel(left + x + (4 if quarter else -4), top + y + (4 if quarter else -4)),
+                                     wanted[quarter])
+                self.assertEqual(shot.pixel(left + 5, top + 99), BACKGROUND)
+                self.assertEqual(shot.pixel(left + 1281, top + 110), BACKGROUND)
+                self.assertEqual(shot.pixel(left + 5, top + 821), BACKGROUND)
+                process.stdin.write(b"\n")
+                process.stdin.flush()
+            process.stdin.close()
+            display.key("alt+F4")
+            self.assertEqual(process.wait(20), 0)
+            self.assertEqual(process.stderr.read(), b"")
+
+
 class Lifetime(unittest.TestCase):
     def test_it_starts_and_stops_fifty_times(self):
         with XDisplay(1600, 1100) as display:
@@ -425,12 +515,19 @@ class Lifetime(unittest.TestCase):
                     self.assertEqual(session.process.stderr.read(), b"")
 
     def test_without_a_display_it_says_so(self):
-        import subprocess
-        done = subprocess.run([PROGRAMS / "sabledbg"], env={"PATH": "/usr/bin"}, stdout=subprocess.PIPE,
+        self.expect_failure({"PATH": "/usr/bin"}, r"^sabledbg: no window can be opened: there is no display: .*\n$")
+
+    def test_without_gl_it_says_so(self):
+        with XDisplay(800, 600, without=["GLX"]) as display:
+            self.expect_failure(display.environment(), r"^sabledbg: the window cannot be created: "
+                                r"Cannot find a suitable pixel format\. \S.*\n$")
+
+    def expect_failure(self, environment, line):
+        done = subprocess.run([PROGRAMS / "sabledbg"], env=environment, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, text=True, timeout=60)
-        self.assertNotEqual(done.returncode, 0)
+        self.assertEqual(done.returncode, 1)
         self.assertEqual(done.stdout, "")
-        self.assertRegex(done.stderr, r"^sabledbg: no window can be opened.*\n$")
+        self.assertRegex(done.stderr, line)
 
 
 def main():

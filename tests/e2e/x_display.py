@@ -89,7 +89,9 @@ class XlibClient:
     """What the desktop's own programs do, which no tool of the system does: through libX11 itself."""
 
     CLIENT_MESSAGE = 33
+    CONFIGURE_REQUEST = 23
     SUBSTRUCTURE_NOTIFY = 1 << 19
+    SUBSTRUCTURE_REDIRECT = 1 << 20
     ICONIC_STATE = 3
 
     def __init__(self, display_name):
@@ -130,6 +132,28 @@ class XlibClient:
         """Switches to the keyboard's layout of that number, 0 being the first."""
         self.xlib.XkbLockGroup(self.display, 0x100, group)
         self.xlib.XSync(self.display, 0)
+
+    def refuse_placement(self):
+        """Begins to decide where windows are, and from then on leaves them where they are."""
+        self.xlib.XSelectInput(self.display, ctypes.c_ulong(self.root), ctypes.c_long(self.SUBSTRUCTURE_REDIRECT))
+        self.xlib.XSync(self.display, 0)
+
+    def grant_placement(self, delay):
+        """Grants what windows have asked for since, one after the other, each `delay` seconds later; returns how many
+        there were."""
+        count = 0
+        while self.xlib.XPending(self.display):
+            buffer = ctypes.create_string_buffer(192)
+            self.xlib.XNextEvent(self.display, buffer)
+            kind, _, _, _, _, window, *place, _, _, mask = struct.unpack_from("@iLiPLLiiiiiLiL", buffer)
+            if kind != self.CONFIGURE_REQUEST:
+                continue
+            count += 1
+            time.sleep(delay)
+            changes = ctypes.create_string_buffer(struct.pack("@5iLi", *place, 0, 0), 64)
+            self.xlib.XConfigureWindow(self.display, ctypes.c_ulong(window), mask & 0xF, changes)
+            self.xlib.XSync(self.display, 0)
+        return count
 
     def watch(self):
         """Begins to hear what windows ask of the desktop."""

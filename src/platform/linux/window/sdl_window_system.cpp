@@ -95,12 +95,9 @@ public:
         std::vector<ktMonitorArea> monitors;
         size_t primary = 0;
         w = h = 0;
-        if (ReadMonitors(monitors, primary)) {
-            w = monitors[primary].w;
-            h = monitors[primary].h;
-        } else if (isOpen) {
-            connection.RootSize(w, h);
-        }
+        if (!ReadMonitors(monitors, primary)) return;
+        w = monitors[primary].w;
+        h = monitors[primary].h;
     }
 
     void RunLoop() override {

@@ -31,13 +31,6 @@ void ktX11Connection::Close() {
 
 Window ktX11Connection::Root() const { return DefaultRootWindow(display); }
 
-void ktX11Connection::RootSize(uint32_t &w, uint32_t &h) const {
-    XWindowAttributes root = {};
-    const bool known = XGetWindowAttributes(display, Root(), &root) != 0;
-    w = known ? static_cast<uint32_t>(root.width) : 0;
-    h = known ? static_cast<uint32_t>(root.height) : 0;
-}
-
 std::vector<uint32_t> ktX11Connection::Numbers(Window window, const char *name, Atom type) const {
     std::vector<uint32_t> numbers;
     const Atom property = XInternAtom(display, name, True);

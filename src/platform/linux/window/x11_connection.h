@@ -21,8 +21,6 @@ public:
     void Close();
     Display *Get() const { return display; }
     Window Root() const;
-    /// Of the whole screen, in pixels; 0 by 0 when the display does not tell.
-    void RootSize(uint32_t &w, uint32_t &h) const;
     /// The numbers in a window's property; empty when it has none of that type, or is gone.
     std::vector<uint32_t> Numbers(Window window, const char *name, Atom type) const;
 
