@@ -69,6 +69,11 @@ protected:
         renderer.Stop();
         surface.on_swap = given;
     }
+    bool UseFont() {
+        font.path = TestFontPath();
+        renderer.fonts.push_back(&font);
+        return font.Load();
+    }
     std::vector<std::string> Names() const {
         std::vector<std::string> names;
         for (const ktGlCall &call : gl.Calls()) names.push_back(call.name);
@@ -91,6 +96,7 @@ protected:
     DrawnWindow second{gl, "second"};
     DrawnWindow overlay{gl, "overlay"};
     Pages pages;
+    ktFont font;
     ktRenderer renderer{surface, clock};
 };
 
@@ -335,10 +341,7 @@ TEST_F(Renderer, AWindowThatDrawsIsFlushedBeforeTheNextOneDraws) {
 }
 
 TEST_F(Renderer, AFontIsUploadedAtTheStartAndDeletedAtTheEnd) {
-    ktFont font;
-    font.path = TestFontPath();
-    ASSERT_TRUE(font.Load());
-    renderer.fonts.push_back(&font);
+    ASSERT_TRUE(UseFont());
     RunFrames(1);
     ExpectOrder(Names(), {"GenVertexArrays", "TexImage2D", "Clear", "DeleteTextures", "DestroyContext"});
     EXPECT_EQ(font.bitmap, nullptr);
@@ -391,10 +394,7 @@ TEST_F(RendererFailure, OfALink) {
 
 TEST_F(RendererFailure, OfADriverThatGivesNoObjects) {
     // Programs are counted from their creation, which gives names all the same.
-    ktFont font;
-    font.path = TestFontPath();
-    ASSERT_TRUE(font.Load());
-    renderer.fonts.push_back(&font);
+    ASSERT_TRUE(UseFont());
     gl.good_objects = 0;
     ExpectFailure();
     EXPECT_EQ(Count("CreateProgram"), Count("DeleteProgram"));
@@ -403,10 +403,7 @@ TEST_F(RendererFailure, OfADriverThatGivesNoObjects) {
 }
 
 TEST_F(RendererFailure, WhereverTheObjectsEndThoseMadeAreDeleted) {
-    ktFont font;
-    font.path = TestFontPath();
-    ASSERT_TRUE(font.Load());
-    renderer.fonts.push_back(&font);
+    ASSERT_TRUE(UseFont());
     RunFrames(1);
     const std::vector<std::string> kinds = {"VertexArrays", "Buffers", "Textures"};
     const auto made = [&](const char *prefix) {

@@ -25,60 +25,54 @@ TEST_F(GuiApp, OpensAHiddenWindowThenShowsItWhenTheRenderThreadStands) {
     WaitForFrames(2);
 }
 
-TEST_F(GuiApp, TheDefaultRectangleIsUsedWhereItFits) {
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_x, 100);
-    EXPECT_EQ(Gui().native->rect_y, 100 / 2); // 100 + 990 pixels are more than 1080
-    EXPECT_EQ(Gui().native->rect_w, 1440);
-    EXPECT_EQ(Gui().native->rect_h, 980);
+/// Where the first window is placed.
+class GuiRectangle : public GuiApp {
+protected:
+    using Numbers = std::vector<int32_t>;
+    Numbers Placed() {
+        EXPECT_TRUE(Start());
+        const ktNativeWindow &native = *Gui().native;
+        return {native.rect_x, native.rect_y, native.rect_w, native.rect_h};
+    }
+};
+
+TEST_F(GuiRectangle, TheDefaultOneIsUsedWhereItFits) {
+    desktop.monitors = {{0, 0, 2560, 1440, 2560, 1440}};
+    EXPECT_EQ(Placed(), (Numbers{100, 100, 1440, 990}));
 }
 
-TEST_F(GuiApp, AScreenSmallerThanTheDefaultRectangleCutsItAndHalvesThePosition) {
+TEST_F(GuiRectangle, EachSideIsCutByItself) {
+    EXPECT_EQ(Placed(), (Numbers{100, 50, 1440, 980})); // 100 + 990 pixels are more than 1080
+}
+
+TEST_F(GuiRectangle, AScreenSmallerThanTheDefaultOneCutsItAndHalvesThePosition) {
     desktop.monitors = {{0, 0, 1280, 800, 1280, 800}};
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_x, 50);
-    EXPECT_EQ(Gui().native->rect_y, 50);
-    EXPECT_EQ(Gui().native->rect_w, 1180);
-    EXPECT_EQ(Gui().native->rect_h, 700);
+    EXPECT_EQ(Placed(), (Numbers{50, 50, 1180, 700}));
 }
 
-TEST_F(GuiApp, AScreenThatEndsWithTheDefaultRectangleLeavesItAlone) {
+TEST_F(GuiRectangle, AScreenThatEndsWithTheDefaultOneLeavesItAlone) {
     desktop.monitors = {{0, 0, 1540, 1090, 1540, 1090}};
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_x, 100);
-    EXPECT_EQ(Gui().native->rect_y, 100);
-    EXPECT_EQ(Gui().native->rect_w, 1440);
-    EXPECT_EQ(Gui().native->rect_h, 990);
+    EXPECT_EQ(Placed(), (Numbers{100, 100, 1440, 990}));
 }
 
-TEST_F(GuiApp, AScreenOnePixelSmallerCutsIt) {
+TEST_F(GuiRectangle, AScreenOnePixelSmallerCutsIt) {
     desktop.monitors = {{0, 0, 1539, 1089, 1539, 1089}};
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_x, 50);
-    EXPECT_EQ(Gui().native->rect_y, 50);
-    EXPECT_EQ(Gui().native->rect_w, 1439);
-    EXPECT_EQ(Gui().native->rect_h, 989);
+    EXPECT_EQ(Placed(), (Numbers{50, 50, 1439, 989}));
 }
 
-TEST_F(GuiApp, AScreenThatEndsBeforeTheDefaultPlaceIsFilled) {
+TEST_F(GuiRectangle, AScreenThatEndsBeforeTheDefaultPlaceIsFilled) {
     desktop.monitors = {{0, 0, 90, 80, 90, 80}};
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_w, 90);
-    EXPECT_EQ(Gui().native->rect_h, 80);
+    EXPECT_EQ(Placed(), (Numbers{50, 50, 90, 80}));
 }
 
-TEST_F(GuiApp, WithoutAPrimaryMonitorTheDefaultRectangleStands) {
+TEST_F(GuiRectangle, WithoutAPrimaryMonitorTheDefaultOneStands) {
     desktop.monitors = {{10, 10, 640, 480, 640, 480}};
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_y, 100);
-    EXPECT_EQ(Gui().native->rect_h, 990);
+    EXPECT_EQ(Placed(), (Numbers{100, 100, 1440, 990}));
 }
 
-TEST_F(GuiApp, WithoutAnEnumerationTheDefaultRectangleStands) {
+TEST_F(GuiRectangle, WithoutAnEnumerationTheDefaultOneStands) {
     desktop.tellsMonitors = false;
-    ASSERT_TRUE(Start());
-    EXPECT_EQ(Gui().native->rect_w, 1440);
-    EXPECT_EQ(Gui().native->rect_h, 990);
+    EXPECT_EQ(Placed(), (Numbers{100, 100, 1440, 990}));
 }
 
 TEST_F(GuiApp, PagesAreMadeInOrderAndTheCommandWindowIsOnShow) {
